@@ -1,0 +1,46 @@
+# How every target of the project is made: flags travel with the targets, nothing is global.
+
+# What all our code is compiled with.
+add_library(velkaris_flags INTERFACE)
+target_compile_options(velkaris_flags INTERFACE -Wall -Wextra -Wpedantic)
+target_compile_features(velkaris_flags INTERFACE cxx_std_17 c_std_99)
+if(VELKARIS_SANITIZE)
+    target_compile_options(velkaris_flags INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(velkaris_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(VELKARIS_COVERAGE)
+    target_compile_options(velkaris_flags INTERFACE --coverage)
+    target_link_options(velkaris_flags INTERFACE --coverage)
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_EXTENSIONS OFF)
+
+# velkaris_add_room(<room> SOURCES <file>... [LIBRARIES <target>...])
+#
+# Makes the object library velkaris_<room>. Its sources see the headers of the folder above the
+# room, so that a path in an include names the room: "text/fontAtlas.h".
+function(velkaris_add_room room)
+    cmake_parse_arguments(ROOM "" "" "SOURCES;LIBRARIES" ${ARGN})
+    set(target velkaris_${room})
+    cmake_path(GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH root)
+    add_library(${target} OBJECT ${ROOM_SOURCES})
+    target_include_directories(${target} PUBLIC ${root})
+    target_link_libraries(${target} PUBLIC velkaris_flags velkaris_interfaces ${ROOM_LIBRARIES})
+endfunction()
+
+# velkaris_collect(<name> <room>...)
+#
+# Makes the interface library <name>: whoever links it gets the objects, the headers and the
+# libraries of the rooms.
+function(velkaris_collect name)
+    add_library(${name} INTERFACE)
+    foreach(room IN LISTS ARGN)
+        target_sources(${name} INTERFACE $<TARGET_OBJECTS:velkaris_${room}>)
+        target_include_directories(${name} INTERFACE
+            $<TARGET_PROPERTY:velkaris_${room},INTERFACE_INCLUDE_DIRECTORIES>)
+        target_link_libraries(${name} INTERFACE
+            $<TARGET_PROPERTY:velkaris_${room},INTERFACE_LINK_LIBRARIES>)
+    endforeach()
+endfunction()
