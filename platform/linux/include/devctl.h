@@ -249,8 +249,12 @@ static inline int devctlCarry(int fd, struct DevctlMessage* message) {
     do
         result = ioctl(fd, DEVCTL_NODE_IOCTL, message);
     while (result < 0 && errno == EINTR);
-    if (result >= 0 || (errno != ENOTTY && errno != EINVAL) || !devctlIsSocket(fd))
+    if (result >= 0 || (errno != ENOTTY && errno != EINVAL))
         return result;
+    if (!devctlIsSocket(fd)) {
+        errno = ENOTTY;
+        return -1;
+    }
 
     if (sent > kDevctlPayloadBytes)
         sent = kDevctlPayloadBytes;

@@ -1,0 +1,149 @@
+#include "dispatch/eventLoop.h"
+
+#include <sys/epoll.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <unordered_map>
+
+#include "descriptor/fileDescriptor.h"
+#include "dispatch/pulseTimers.h"
+
+namespace {
+
+constexpr int kEventsAtOnce = 32;
+
+// How often a source may be told that it has hung up before it is dropped. Whoever watches it has
+// forgotten it by then, unless there is a mistake, which must not turn into a busy loop.
+constexpr int kHangUpCalls = 64;
+
+struct Source {
+    void (*ready)(void* data);
+    void (*serve)(void* data, _resmgr_context* ctp);
+    void* data;
+    uint32_t generation;  // tells a descriptor from an earlier one of the same number
+    uint64_t lastServed;  // turn in which it was handed out last
+    int hangUps;
+};
+
+struct EventLoop {
+    FileDescriptor set{epoll_create1(EPOLL_CLOEXEC)};
+    std::unordered_map<int, Source> sources;
+    uint32_t generations = 0;
+    uint64_t turn = 0;
+};
+
+// Built on first use, because windows may register before there is a dispatch handle. Never freed:
+// what runs at the end of the process may still forget descriptors.
+EventLoop& eventLoop() {
+    static auto* loop = new EventLoop;
+    return *loop;
+}
+
+bool addSource(int fd, Source source) {
+    EventLoop& loop = eventLoop();
+    source.generation = ++loop.generations;
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.u64 = (uint64_t{source.generation} << 32) | static_cast<uint32_t>(fd);
+    if (epoll_ctl(loop.set.get(), EPOLL_CTL_ADD, fd, &event) != 0)
+        return false;
+    loop.sources[fd] = source;
+    return true;
+}
+
+// Null when the source was forgotten after the event was fetched.
+Source* findSource(const epoll_event& event, int* fd) {
+    EventLoop& loop = eventLoop();
+    *fd = static_cast<int>(static_cast<uint32_t>(event.data.u64));
+    const auto found = loop.sources.find(*fd);
+    if (found == loop.sources.end() || found->second.generation != event.data.u64 >> 32)
+        return nullptr;
+    return &found->second;
+}
+
+// False when the source was dropped.
+bool countHangUp(Source* source, int fd, uint32_t events) {
+    if ((events & (EPOLLHUP | EPOLLERR)) == 0)
+        return true;
+    if (++source->hangUps <= kHangUpCalls)
+        return true;
+    fprintf(stderr, "velkaris: event loop: descriptor %d has hung up, no longer watched\n", fd);
+    eventLoopForget(fd);
+    return false;
+}
+
+// Runs the watchers, and picks of the others the one that has waited longest for its turn.
+uint64_t runWatchers(const epoll_event* events, int count) {
+    uint64_t chosen = 0;
+    uint64_t chosenTurn = UINT64_MAX;
+    for (int i = 0; i < count; ++i) {
+        int fd;
+        Source* source = findSource(events[i], &fd);
+        if (!source || !countHangUp(source, fd, events[i].events))
+            continue;
+        if (source->ready) {
+            source->ready(source->data);  // may forget any source, itself included
+        } else if (source->lastServed < chosenTurn) {
+            chosen = events[i].data.u64;
+            chosenTurn = source->lastServed;
+        }
+    }
+    return chosen;
+}
+
+bool takeMessage(uint64_t chosen, LoopThing* thing) {
+    epoll_event event = {};
+    event.data.u64 = chosen;
+    int fd;
+    Source* source = findSource(event, &fd);
+    if (!source)
+        return false;
+    source->lastServed = ++eventLoop().turn;
+    *thing = {source->serve, source->data, -1};
+    return true;
+}
+
+bool takePulse(LoopThing* thing) {
+    const int timer = pulseTimersTakeDue();
+    if (timer < 0)
+        return false;
+    *thing = {nullptr, nullptr, timer};
+    return true;
+}
+
+}  // namespace
+
+bool eventLoopWatch(int fd, void (*ready)(void* data), void* data) {
+    return addSource(fd, {ready, nullptr, data, 0, 0, 0});
+}
+
+bool eventLoopServe(int fd, void (*serve)(void* data, _resmgr_context* ctp), void* data) {
+    return addSource(fd, {nullptr, serve, data, 0, 0, 0});
+}
+
+void eventLoopForget(int fd) {
+    EventLoop& loop = eventLoop();
+    if (loop.sources.erase(fd) > 0)
+        epoll_ctl(loop.set.get(), EPOLL_CTL_DEL, fd, nullptr);
+}
+
+bool eventLoopNext(LoopThing* thing) {
+    for (;;) {
+        if (takePulse(thing))
+            return true;
+        std::array<epoll_event, kEventsAtOnce> events;
+        const int count = epoll_wait(eventLoop().set.get(), events.data(), kEventsAtOnce, -1);
+        if (count < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        const uint64_t chosen = runWatchers(events.data(), count);
+        // A pulse that became due meanwhile goes first; the message stays where it is.
+        if (takePulse(thing) || takeMessage(chosen, thing))
+            return true;
+    }
+}
