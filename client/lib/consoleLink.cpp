@@ -1,0 +1,73 @@
+#include "lib/consoleLink.h"
+
+#include <devctl.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+namespace {
+
+// How the system says that nobody serves the node: nothing there, nobody behind it, or the server
+// left in the middle of a call.
+constexpr int kGoneErrors[] = {
+    ENODEV, ENOENT, ENOTCONN, ECONNREFUSED, ECONNRESET, ECONNABORTED, EPIPE, ENXIO, ESHUTDOWN,
+};
+
+bool meansGone(int error) {
+    return std::find(std::begin(kGoneErrors), std::end(kGoneErrors), error) !=
+           std::end(kGoneErrors);
+}
+
+int reported(int error) {
+    return meansGone(error) ? ENODEV : error;
+}
+
+int writeText(int fd, const std::string& text) {
+    const ssize_t written = devctl_write(fd, text.data(), text.size());
+    if (written < 0)
+        return errno;
+    return static_cast<size_t>(written) == text.size() ? 0 : EIO;
+}
+
+}  // namespace
+
+int ConsoleLink::connect() {
+    if (fd_)
+        return 0;
+    fd_.reset(devctl_open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+    return fd_ ? 0 : reported(errno);
+}
+
+int ConsoleLink::sendOnce(const Message& message) {
+    if (message.code == kWrittenText)
+        return writeText(fd_.get(), message.bytes);
+    // The command only reads the payload; the interface takes it as writable for those that answer.
+    void* payload = const_cast<char*>(message.bytes.data());
+    return devctl(fd_.get(), static_cast<int>(message.code), payload, message.bytes.size(),
+                  nullptr);
+}
+
+int ConsoleLink::send(const Message& message) {
+    const bool wasConnected = static_cast<bool>(fd_);
+    if (const int error = connect())
+        return error;
+    int error = sendOnce(message);
+    if (!meansGone(error))
+        return error;
+    disconnect();
+    if (!wasConnected)
+        return ENODEV;
+    error = connect();
+    if (error == 0)
+        error = sendOnce(message);
+    if (meansGone(error))
+        disconnect();
+    return reported(error);
+}
+
+int ConsoleLink::check() {
+    const int error = send(checkMessage());
+    return error == ENOSYS || error == ENOTTY ? 0 : error;
+}

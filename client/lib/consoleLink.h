@@ -1,0 +1,29 @@
+// The connection to one console's device node: made when it is needed, made again after the console
+// went away.
+#pragma once
+
+#include <string>
+
+#include "lib/message.h"
+#include "lib/ownedFd.h"
+
+class ConsoleLink {
+public:
+    explicit ConsoleLink(std::string path) : path_(std::move(path)) {}
+
+    // These return 0 or an error number; ENODEV for everything that means that no console is there.
+    int connect();
+    int check();
+
+    // Sends one message. If the console that was connected is gone, the one that took its place
+    // gets the message: what the old one may have taken of it went with it.
+    int send(const Message& message);
+
+    void disconnect() { fd_.reset(); }
+
+private:
+    int sendOnce(const Message& message);
+
+    std::string path_;
+    OwnedFd fd_;
+};
