@@ -1,0 +1,173 @@
+// The command as a shell sees it, against a node that records what reaches it.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <memory>
+
+#include "client/support/command.h"
+#include "client/support/fakeConsole.h"
+#include "client/support/scratchFolder.h"
+#include "lib/message.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+Received command(const Message& message) {
+    return {message.code, message.bytes};
+}
+
+Received text(const std::string& bytes) {
+    return {0, bytes};
+}
+
+Received added(const char* name, const char* label, int32_t percent) {
+    Message message;
+    addItemMessage(name, label, percent, message);
+    return command(message);
+}
+
+Received updated(const char* name, int32_t percent) {
+    Message message;
+    updateItemMessage(name, percent, message);
+    return command(message);
+}
+
+class Velkarisctl : public testing::Test {
+protected:
+    Velkarisctl() { signal(SIGPIPE, SIG_IGN); }
+
+    static std::vector<std::string> line(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), VELKARISCTL);
+        return arguments;
+    }
+    Outcome run(std::vector<std::string> arguments, const std::string& input = {}) {
+        return runCommand(line(std::move(arguments)), input, environment);
+    }
+
+    ScratchFolder folder;
+    const std::string path = folder.file("node");
+    const Command::Environment environment = {{"VELKARIS_NODE", path}};
+    std::unique_ptr<FakeConsole> node = std::make_unique<FakeConsole>(path);
+};
+
+TEST_F(Velkarisctl, EachVerbSendsItsCommand) {
+    Message status;
+    statusMessage("ready", status);
+    EXPECT_EQ(run({"status", "ready"}).status, 0);
+    EXPECT_EQ(run({"percent", "42"}).status, 0);
+    EXPECT_EQ(run({"add", "fw", "Firmware"}).status, 0);
+    EXPECT_EQ(run({"add", "os", "System", "5"}).status, 0);
+    EXPECT_EQ(run({"update", "fw", "7"}).status, 0);
+    EXPECT_EQ(run({"set", "fw", "Firmware", "8%"}).status, 0);
+    EXPECT_EQ(run({"write", "two", "words"}).status, 0);
+    EXPECT_THAT(node->received(),
+                ElementsAre(command(status), command(percentMessage(42)),
+                            added("fw", "Firmware", 0), added("os", "System", 5), updated("fw", 7),
+                            added("fw", "Firmware", 8), updated("fw", 8), text("two words\n")));
+}
+
+TEST_F(Velkarisctl, WritesItsInputAsLinesComeIn) {
+    Command writing(line({"write"}), environment);
+    writing.write("one\ntwo\nth");
+    ASSERT_TRUE(node->waitFor(1));
+    writing.write("ree");
+    EXPECT_EQ(writing.finish().status, 0);
+    EXPECT_THAT(node->received(), ElementsAre(text("one\ntwo\n"), text("three")));
+}
+
+TEST_F(Velkarisctl, LosesNothingOfALargeInput) {
+    std::string all;
+    for (int i = 0; i < 200000; ++i)
+        all += std::to_string(i) + "\n";
+    EXPECT_EQ(run({"write"}, all).status, 0);
+    std::string arrived;
+    for (const Received& piece : node->received())
+        arrived += piece.bytes;
+    EXPECT_EQ(arrived, all);
+}
+
+TEST_F(Velkarisctl, TreatsTextBeyondAsciiAsAskedTo) {
+    EXPECT_EQ(run({"write", "größe"}).status, 0);
+    EXPECT_EQ(run({"--ascii=pass", "write", "größe"}).status, 0);
+    const Outcome refused = run({"--ascii=refuse", "write", "größe"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.errors, HasSubstr("characters that the console cannot show"));
+    EXPECT_THAT(node->received(), ElementsAre(text("grosse\n"), text("größe\n")));
+}
+
+TEST_F(Velkarisctl, SaysThatNoConsoleIsThere) {
+    node.reset();
+    for (const char* verb : {"status", "percent", "write"}) {
+        const Outcome outcome = run({verb, "1"});
+        EXPECT_EQ(outcome.status, 3);
+        EXPECT_EQ(outcome.errors, "velkarisctl: " + path + ": no console is there\n");
+    }
+    EXPECT_EQ(run({"--quiet", "status", "1"}).errors, "");
+    EXPECT_EQ(run({"wait", "--seconds", "0"}).status, 3);
+}
+
+TEST_F(Velkarisctl, TheDeviceOptionWinsOverTheEnvironment) {
+    const std::string other = folder.file("other");
+    FakeConsole second(other);
+    EXPECT_EQ(run({"-d", other, "write", "x"}).status, 0);
+    EXPECT_THAT(second.received(), ElementsAre(text("x\n")));
+    EXPECT_THAT(node->received(), ElementsAre());
+}
+
+TEST_F(Velkarisctl, UsageErrorsSendNothing) {
+    for (const std::vector<std::string>& wrong :
+         std::vector<std::vector<std::string>>{{},
+                                               {"bogus"},
+                                               {"status"},
+                                               {"status", "a", "b"},
+                                               {"percent", "x"},
+                                               {"add", "a"},
+                                               {"update", "a", ""},
+                                               {"set", "a", "b", "c"},
+                                               {"--bogus"},
+                                               {"wait", "1"}}) {
+        const Outcome outcome = run(wrong);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.errors, HasSubstr("velkarisctl: "));
+    }
+    EXPECT_THAT(node->received(), ElementsAre());
+}
+
+TEST_F(Velkarisctl, HelpAndVersionNeedNoConsole) {
+    node.reset();
+    EXPECT_THAT(run({"--help"}).output, HasSubstr("Usage: velkarisctl"));
+    EXPECT_THAT(run({"--version"}).output, HasSubstr("velkarisctl "));
+    for (const char* verb :
+         {"write", "status", "percent", "add", "update", "set", "demo", "wait"}) {
+        const Outcome outcome = run({verb, "--help"});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.output, HasSubstr(std::string("[OPTION...] ") + verb));
+    }
+}
+
+TEST_F(Velkarisctl, AStalledConsoleCostsNoMoreThanTheTimeout) {
+    node->stall();
+    const Outcome outcome = run({"--timeout", "0.01", "status", "x"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr("does not answer"));
+}
+
+TEST_F(Velkarisctl, WaitsForAConsoleThatComesLater) {
+    node.reset();
+    Command waiting(line({"wait"}), environment);
+    node = std::make_unique<FakeConsole>(path);
+    EXPECT_EQ(waiting.finish().status, 0);
+}
+
+TEST_F(Velkarisctl, TheDemoBringsEveryItemTo100) {
+    EXPECT_EQ(run({"demo", "--seconds", "1"}).status, 0);
+    const std::vector<Received> received = node->received();
+    for (const char* item : {"bootloader", "kernel", "rootfs", "maps", "radio"})
+        EXPECT_THAT(received, testing::Contains(updated(item, 100))) << item;
+    EXPECT_THAT(received, testing::Contains(command(percentMessage(100))));
+    EXPECT_THAT(received, testing::Contains(text("Update complete")));
+}
+
+}  // namespace
