@@ -1,0 +1,420 @@
+// The atlas of a real font against FreeType used directly, and each failure on the way there.
+#include "text/fontAtlas.h"
+
+#include <gmock/gmock.h>
+#include FT_MODULE_H
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "support/callLog.h"
+#include "support/fakeGl.h"
+#include "support/linkWraps.h"
+#include "support/outputCapture.h"
+#include "support/serviceTest.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+const char* const kFont = VELKARIS_TEST_FONT;
+
+// A file that goes with the test. Named after the process, so that runs side by side do not meet.
+class TestFile {
+public:
+    explicit TestFile(const std::string& contents)
+        : path(::testing::TempDir() + "velkarisFont" + std::to_string(getpid())) {
+        std::ofstream(path, std::ios::binary) << contents;
+    }
+    ~TestFile() { remove(path.c_str()); }
+
+    const std::string path;
+};
+
+std::string contentsOf(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class FontAtlasTest : public ServiceTest {};
+using InitFont = FontAtlasTest;
+using BuildFontAtlas = FontAtlasTest;
+using ReleaseFont = FontAtlasTest;
+
+TEST_F(InitFont, MakesTheseCallsInThisOrder) {
+    initFont(kFont);
+    EXPECT_THAT(calls(), ElementsAre("FT_Init_FreeType(null)", "FT_Add_Module(smooth)",
+                                     "FT_Add_Module(sfnt)", "FT_Add_Module(truetype)",
+                                     std::string("FT_New_Face(") + kFont + ", 0)"));
+    EXPECT_NE(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, SaysNothingWhenAllGoesWell) {
+    const Output output = outputOf([] { initFont(kFont); });
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(InitFont, LeavesExactlyItsThreeModulesInTheLibrary) {
+    initFont(kFont);
+    for (const char* name : {"smooth", "sfnt", "truetype"})
+        EXPECT_NE(FT_Get_Module(fontAtlas.library, name), nullptr) << name;
+    for (const char* name :
+         {"autofitter", "type1", "cff", "t1cid", "pfr", "type42", "winfonts", "pcf", "bdf", "psaux",
+          "psnames", "pshinter", "smooth-lcd", "smooth-lcdv", "raster1", "ot-svg", "sdf", "bsdf"})
+        EXPECT_EQ(FT_Get_Module(fontAtlas.library, name), nullptr) << name;
+}
+
+TEST_F(InitFont, PrintsAFailedInitialisationAndGoesOn) {
+    freeTypeWraps.initError = 7;
+    const Output output = outputOf([] { initFont(kFont); });
+    EXPECT_EQ(output.err, "FreeType: initialisation failed, error: 7\n");
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(callCount("FT_Add_Module"), 3);
+    EXPECT_EQ(callCount("FT_New_Face"), 1);
+}
+
+TEST_F(InitFont, PrintsEachFailedModuleAndGoesOn) {
+    freeTypeWraps.moduleErrors = {{0, 11}, {1, 12}, {2, 13}};
+    const Output output = outputOf([] { initFont(nullptr); });
+    EXPECT_EQ(output.err,
+              "FreeType: smooth renderer module insert failed, error: 11\n"
+              "FreeType: sfnt module insert failed, error: 12\n"
+              "FreeType: TrueType font driver module insert failed, error: 13\n");
+    EXPECT_EQ(output.out, "");
+}
+
+TEST_F(InitFont, AFailedDriverStillLeadsToTheFace) {
+    freeTypeWraps.moduleErrors = {{2, 13}};
+    outputOf([] { initFont(kFont); });
+    EXPECT_EQ(callCount("FT_New_Face"), 1);
+    EXPECT_EQ(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, WithoutAPathOpensNoFace) {
+    initFont(nullptr);
+    EXPECT_EQ(callCount("FT_New_Face"), 0);
+    EXPECT_EQ(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, PrintsAnUnknownFormatOnStandardOutput) {
+    freeTypeWraps.newFaceError = 2;
+    const Output output = outputOf([] { initFont("any"); });
+    EXPECT_EQ(output.out, "FreeType: unknown file format\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, PrintsAnyOtherFailureOnStandardError) {
+    freeTypeWraps.newFaceError = 85;
+    const Output output = outputOf([] { initFont("any"); });
+    EXPECT_EQ(output.err, "FreeType: create new face failed, error: 85\n");
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, AMissingFileIsAFailedFace) {
+    const Output output = outputOf([] { initFont("/nonexistent/font.ttf"); });
+    EXPECT_EQ(output.err, "FreeType: create new face failed, error: 1\n");
+}
+
+TEST_F(InitFont, AFontWithCffOutlinesIsOfUnknownFormat) {
+    // The tag alone tells it from TrueType outlines.
+    const TestFile font("OTTO" + contentsOf(kFont).substr(4));
+    const Output output = outputOf([&] { initFont(font.path.c_str()); });
+    EXPECT_EQ(output.out, "FreeType: unknown file format\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(fontAtlas.face, nullptr);
+}
+
+TEST_F(InitFont, AType1FontIsOfUnknownFormat) {
+    const TestFile font("%!PS-AdobeFont-1.0: Test\n/FontName /Test def\n" + std::string(600, ' '));
+    const Output output = outputOf([&] { initFont(font.path.c_str()); });
+    EXPECT_EQ(output.out, "FreeType: unknown file format\n");
+}
+
+TEST_F(InitFont, SomethingThatIsNoFontIsOfUnknownFormat) {
+    const TestFile text(std::string(1000, 'x'));
+    const Output output = outputOf([&] { initFont(text.path.c_str()); });
+    EXPECT_EQ(output.out, "FreeType: unknown file format\n");
+}
+
+// The whole atlas of `font` at `size` points, as FreeType gives it to this test directly.
+struct ExpectedAtlas {
+    int32_t pixelsPerEm;
+    int32_t lineHeight;
+    int32_t descender;
+    int32_t maxAdvance;
+    int32_t textureSide;
+    GlyphInfo glyphs[256];
+    std::vector<uint8_t> texels;
+};
+
+int32_t towardZero(FT_Pos units) {
+    return static_cast<int32_t>(units >= 0 ? units >> 6 : -(-units >> 6));
+}
+
+int32_t powerOfTwoFrom(int32_t value) {
+    int32_t power = 1;
+    while (power < value)
+        power <<= 1;
+    return power;
+}
+
+void expectGlyph(FT_Face face, int code, ExpectedAtlas* atlas) {
+    if (FT_Load_Char(face, static_cast<FT_ULong>(code), FT_LOAD_RENDER) != 0)
+        return;
+    const FT_GlyphSlot slot = face->glyph;
+    const int32_t left = atlas->pixelsPerEm * (code & 15);
+    const int32_t top = atlas->pixelsPerEm * (code >> 4);
+    atlas->glyphs[code] = {left,
+                           top,
+                           towardZero(slot->metrics.width),
+                           towardZero(slot->metrics.height),
+                           towardZero(slot->metrics.horiBearingX),
+                           towardZero(slot->metrics.horiBearingY),
+                           towardZero(slot->metrics.horiAdvance)};
+    for (unsigned y = 0; y < slot->bitmap.rows; ++y) {
+        for (unsigned x = 0; x < slot->bitmap.width; ++x) {
+            const size_t column = left + x;
+            const size_t row = top + y;
+            const size_t side = atlas->textureSide;
+            if (column < side && row < side)
+                atlas->texels[row * side + column] =
+                    slot->bitmap.buffer[y * slot->bitmap.pitch + x];
+        }
+    }
+}
+
+ExpectedAtlas expectAtlas(const char* font, int32_t size) {
+    FT_Library library = nullptr;
+    FT_Face face = nullptr;
+    EXPECT_EQ(FT_Init_FreeType(&library), 0);
+    if (FT_Module autofitter = FT_Get_Module(library, "autofitter"))
+        FT_Remove_Module(library, autofitter);
+    EXPECT_EQ(FT_New_Face(library, font, 0, &face), 0);
+    FT_Set_Char_Size(face, size * 64, 0, 120, 120);
+    const FT_Size_Metrics& metrics = face->size->metrics;
+    ExpectedAtlas atlas = {metrics.x_ppem,
+                           towardZero(metrics.height),
+                           towardZero(metrics.descender),
+                           towardZero(metrics.max_advance),
+                           powerOfTwoFrom(16 * metrics.x_ppem),
+                           {},
+                           {}};
+    atlas.texels.resize(static_cast<size_t>(atlas.textureSide) * atlas.textureSide);
+    for (int code = 0; code < 256; ++code)
+        expectGlyph(face, code, &atlas);
+    FT_Done_FreeType(library);
+    return atlas;
+}
+
+void buildAtlas(const char* font, int32_t size) {
+    initFont(font);
+    buildFontAtlas(size);
+}
+
+struct FontAtSize {
+    const char* font;
+    int32_t size;
+    int32_t textureSide;
+};
+
+class AtlasOfAFont : public ServiceTest, public ::testing::WithParamInterface<FontAtSize> {};
+
+TEST_P(AtlasOfAFont, HasTheMetricsAndTexelsThatFreeTypeGives) {
+    const FontAtSize& param = GetParam();
+    const ExpectedAtlas expected = expectAtlas(param.font, param.size);
+    buildAtlas(param.font, param.size);
+
+    EXPECT_EQ(fontAtlas.lineHeight, expected.lineHeight);
+    EXPECT_EQ(fontAtlas.descender, expected.descender);
+    EXPECT_EQ(fontAtlas.maxAdvance, expected.maxAdvance);
+    EXPECT_EQ(fontAtlas.textureWidth, param.textureSide);
+    EXPECT_EQ(fontAtlas.textureHeight, param.textureSide);
+    for (int code = 0; code < 256; ++code)
+        EXPECT_EQ(memcmp(&fontAtlas.glyphs[code], &expected.glyphs[code], sizeof(GlyphInfo)), 0)
+            << code;
+    ASSERT_EQ(fakeGl.textures.size(), 1u);
+    EXPECT_TRUE(fakeGl.textures[0].bytes == expected.texels);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fonts, AtlasOfAFont,
+                         ::testing::Values(FontAtSize{VELKARIS_TEST_FONT, 12, 512},
+                                           FontAtSize{VELKARIS_TEST_FONT, 6, 256},
+                                           FontAtSize{VELKARIS_TEST_FONT, 5, 128},
+                                           FontAtSize{VELKARIS_TEST_FONT, 30, 1024},
+                                           FontAtSize{VELKARIS_PROPORTIONAL_FONT, 12, 512}));
+
+TEST_F(BuildFontAtlas, SetsTheSizeAt120DotsPerInchAndLoadsEveryCodeInOrder) {
+    initFont(kFont);
+    clearCalls();
+    buildFontAtlas(12);
+    ASSERT_EQ(calls().size(), 258u);
+    EXPECT_EQ(calls()[0], "FT_Set_Char_Size(768, 0, 120, 120)");
+    for (int code = 0; code < 256; ++code)
+        EXPECT_EQ(calls()[1 + code], "FT_Load_Char(" + std::to_string(code) + ", 4)");
+    EXPECT_EQ(calls()[257],
+              "glTexImage2D(GL_TEXTURE_2D, 0, GL_LUMINANCE, 512, 512, 0, GL_LUMINANCE, "
+              "GL_UNSIGNED_BYTE)");
+}
+
+TEST_F(BuildFontAtlas, TheDefaultSizeHasCellsOfTwentyTexels) {
+    buildAtlas(kFont, 12);
+    EXPECT_EQ(fontAtlas.glyphs['A'].atlasX, 20);
+    EXPECT_EQ(fontAtlas.glyphs['A'].atlasY, 80);
+    EXPECT_EQ(fontAtlas.glyphs[255].atlasX, 300);
+    EXPECT_EQ(fontAtlas.glyphs[255].atlasY, 300);
+}
+
+TEST_F(BuildFontAtlas, ACodeThatTheFontLacksGetsItsMissingGlyph) {
+    buildAtlas(kFont, 12);
+    FT_Face face = fontAtlas.face;
+    ASSERT_EQ(FT_Get_Char_Index(face, 1), 0u);
+    ASSERT_EQ(FT_Load_Glyph(face, 0, FT_LOAD_RENDER), 0);
+    EXPECT_GT(fontAtlas.glyphs[1].width, 0);
+    EXPECT_EQ(fontAtlas.glyphs[1].width, towardZero(face->glyph->metrics.width));
+    EXPECT_EQ(fontAtlas.glyphs[1].advance, towardZero(face->glyph->metrics.horiAdvance));
+}
+
+TEST_F(BuildFontAtlas, ACodeThatCannotBeLoadedKeepsAnAllZeroRecord) {
+    freeTypeWraps.unloadable = {'A'};
+    const Output output = outputOf([] { buildAtlas(kFont, 12); });
+    const GlyphInfo nothing = {};
+    EXPECT_EQ(memcmp(&fontAtlas.glyphs['A'], &nothing, sizeof(nothing)), 0);
+    EXPECT_GT(fontAtlas.glyphs['B'].advance, 0);
+    EXPECT_EQ(output.out + output.err, "");
+}
+
+TEST_F(BuildFontAtlas, MetricsAreCutTowardZero) {
+    freeTypeWraps.afterLoad = [](FT_Face face, FT_ULong) {
+        face->glyph->metrics = {95, 127, -96, -63, 64, 0, 0, 0};
+    };
+    buildAtlas(kFont, 12);
+    const GlyphInfo& glyph = fontAtlas.glyphs['A'];
+    EXPECT_EQ(glyph.width, 1);
+    EXPECT_EQ(glyph.height, 1);
+    EXPECT_EQ(glyph.bearingX, -1);
+    EXPECT_EQ(glyph.bearingY, 0);
+    EXPECT_EQ(glyph.advance, 1);
+}
+
+// Every code renders as a block of `width` x `rows` full texels.
+void renderBlocks(unsigned width, unsigned rows, unsigned char mode = FT_PIXEL_MODE_GRAY) {
+    static std::vector<uint8_t> block;
+    block.assign(static_cast<size_t>(width) * rows, 255);
+    freeTypeWraps.afterLoad = [=](FT_Face face, FT_ULong code) {
+        FT_Bitmap& bitmap = face->glyph->bitmap;
+        const bool last = code == 255;
+        bitmap.buffer = block.data();
+        bitmap.width = last ? width : 0;
+        bitmap.rows = last ? rows : 0;
+        bitmap.pitch = static_cast<int>(width);
+        bitmap.pixel_mode = mode;
+    };
+}
+
+TEST_F(BuildFontAtlas, ABitmapLargerThanItsCellIsClippedToTheTexture) {
+    renderBlocks(40, 30);
+    buildAtlas(kFont, 5);  // cells of 8 in 128 x 128: the last cell begins at (120, 120)
+    const std::vector<uint8_t>& texels = fakeGl.textures.at(0).bytes;
+    ASSERT_EQ(texels.size(), 128u * 128u);
+    for (int y = 0; y < 128; ++y) {
+        for (int x = 0; x < 128; ++x)
+            ASSERT_EQ(texels[y * 128 + x], x >= 120 && y >= 120 ? 255 : 0) << x << ", " << y;
+    }
+}
+
+TEST_F(BuildFontAtlas, ABitmapMayRunIntoTheNextCells) {
+    renderBlocks(40, 30);
+    buildAtlas(kFont, 12);  // cells of 20 in 512 x 512: there is room behind the last one
+    const std::vector<uint8_t>& texels = fakeGl.textures.at(0).bytes;
+    EXPECT_EQ(texels[300 * 512 + 300], 255);
+    EXPECT_EQ(texels[329 * 512 + 339], 255);
+    EXPECT_EQ(texels[330 * 512 + 339], 0);
+    EXPECT_EQ(texels[329 * 512 + 340], 0);
+}
+
+TEST_F(BuildFontAtlas, TexelsOutsideTheBitmapsAreEmpty) {
+    renderBlocks(0, 0);
+    buildAtlas(kFont, 12);
+    EXPECT_THAT(fakeGl.textures.at(0).bytes, ::testing::Each(0));
+}
+
+TEST_F(BuildFontAtlas, APackedBitmapIsNotReadAsCoverage) {
+    renderBlocks(8, 8, FT_PIXEL_MODE_MONO);
+    buildAtlas(kFont, 12);
+    EXPECT_THAT(fakeGl.textures.at(0).bytes, ::testing::Each(0));
+}
+
+TEST_F(BuildFontAtlas, KeepsNoneOfItsBuffers) {
+    initFont(kFont);
+    buildFontAtlas(12);  // FreeType grows its own buffers the first time
+    const HeapWatch heap;
+    buildFontAtlas(12);
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(BuildFontAtlas, WithoutMemoryForTheTexelsKeepsTheMetrics) {
+    heapWraps.failingSize = 512 * 512;
+    buildAtlas(kFont, 12);
+    EXPECT_GT(fontAtlas.glyphs['A'].advance, 0);
+    ASSERT_EQ(fakeGl.textures.size(), 1u);
+    EXPECT_TRUE(fakeGl.textures[0].bytes.empty());
+}
+
+TEST_F(BuildFontAtlas, WithoutAFaceLeavesAllMetricsZeroAndUploadsNothing) {
+    outputOf([] { initFont("/nonexistent/font.ttf"); });
+    clearCalls();
+    buildFontAtlas(12);
+    EXPECT_THAT(calls(), ElementsAre());
+    EXPECT_EQ(fontAtlas.lineHeight, 0);
+    EXPECT_EQ(fontAtlas.descender, 0);
+    EXPECT_EQ(fontAtlas.textureWidth, 0);
+    EXPECT_EQ(fontAtlas.textureHeight, 0);
+}
+
+TEST_F(BuildFontAtlas, ASizeOfZeroStillEndsInATexture) {
+    buildAtlas(kFont, 0);
+    EXPECT_EQ(callCount("FT_Set_Char_Size(0, 0, 120, 120)"), 1);
+    EXPECT_EQ(fakeGl.textures.size(), 1u);
+}
+
+TEST_F(ReleaseFont, ShutsTheLibraryDownSilently) {
+    buildAtlas(kFont, 12);
+    clearCalls();
+    const Output output = outputOf([] { releaseFont(); });
+    fontAtlas.library = nullptr;
+    EXPECT_THAT(calls(), ElementsAre("FT_Done_FreeType(library)"));
+    EXPECT_EQ(output.out + output.err, "");
+}
+
+TEST_F(ReleaseFont, GivesAllOfFreeTypesMemoryBack) {
+    const HeapWatch heap;
+    buildAtlas(kFont, 12);
+    releaseFont();
+    fontAtlas.library = nullptr;
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(ReleaseFont, PrintsAFailure) {
+    initFont(kFont);
+    freeTypeWraps.doneError = 9;
+    const Output output = outputOf([] { releaseFont(); });
+    fontAtlas.library = nullptr;
+    EXPECT_EQ(output.err, "FreeType: deinitialisation failed, error: 9\n");
+    EXPECT_EQ(output.out, "");
+}
+
+TEST_F(ReleaseFont, KeepsTheTable) {
+    buildAtlas(kFont, 12);
+    const GlyphInfo before = fontAtlas.glyphs['A'];
+    releaseFont();
+    fontAtlas.library = nullptr;
+    EXPECT_EQ(memcmp(&fontAtlas.glyphs['A'], &before, sizeof(before)), 0);
+}
+
+}  // namespace
