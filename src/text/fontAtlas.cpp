@@ -63,8 +63,9 @@ struct StagingBuffer {
 
 // Copies a coverage bitmap with its top-left corner at (x, y); what would leave the buffer is cut.
 void copyBitmap(const FT_Bitmap& bitmap, int32_t x, int32_t y, const StagingBuffer& staging) {
-    // An embedded bitmap strike comes packed, with fewer bytes than its width says.
-    if (bitmap.pixel_mode != FT_PIXEL_MODE_GRAY || !staging.texels)
+    // An embedded bitmap strike comes packed, with fewer bytes than its width says; a glyph without
+    // any area may come with rows but without a buffer.
+    if (bitmap.pixel_mode != FT_PIXEL_MODE_GRAY || !bitmap.buffer || !staging.texels)
         return;
 
     const int32_t roomRight = staging.width - x;
