@@ -20,6 +20,16 @@ int32_t saturatingPixels(float value) {
     return static_cast<int32_t>(value);
 }
 
+// Five on purpose; the cut drops the trailing space and keeps the column four wide.
+constexpr size_t kPercentTextSize = 5;
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-truncation"  // the cut is wanted
+void formatPercent(int32_t percent, char (&buffer)[kPercentTextSize]) {
+    (void)snprintf(buffer, sizeof(buffer), "%3d%% ", percent);
+}
+#pragma GCC diagnostic pop
+
 // `trackWidth` is unsigned on purpose: on a very narrow surface it wraps round and the bar fills
 // the row.
 int32_t barWidth(uint32_t trackWidth, int32_t percent) {
@@ -32,9 +42,8 @@ int32_t barWidth(uint32_t trackWidth, int32_t percent) {
 void drawProgressItem(int32_t y, const char* label, int32_t percent, int32_t elapsedSeconds,
                       float fgRed, float fgGreen, float fgBlue, float nameRed, float nameGreen,
                       float nameBlue) {
-    // Five on purpose; the cut drops the trailing space and keeps the column four wide.
-    char percentText[5];
-    (void)snprintf(percentText, sizeof(percentText), "%3d%% ", percent);
+    char percentText[kPercentTextSize];
+    formatPercent(percent, percentText);
     char timeText[kElapsedTextSize];
     formatElapsed(elapsedSeconds, timeText, sizeof(timeText));
 
