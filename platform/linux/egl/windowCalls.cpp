@@ -57,6 +57,7 @@ EGLBoolean __wrap_eglSwapBuffers(EGLDisplay display, EGLSurface surface) {
     const WindowBackend* backend = backendOf(display);
     if (!backend)
         return __real_eglSwapBuffers(display, surface);
+    backend->listen();
     // Read before the swap, which leaves the buffer undefined; written after it, so that the
     // display does not wait for the file and only frames that were presented are counted.
     FrameCapture* capture = configuredCapture();

@@ -64,7 +64,7 @@ KD_API KDWindow* KD_APIENTRY kdCreateWindow(EGLDisplay display, EGLConfig config
                                             void* eventuserptr);
 
 // 0, or -1 with KD_EINVAL (bad window, pointer or value), KD_EOPNOTSUPP (unknown property),
-// KD_EPERM (the size of a window that is realised). Text is copied.
+// KD_EPERM (the window is realised: properties make its first look). Text is copied.
 KD_API KDint KD_APIENTRY kdSetWindowPropertyiv(KDWindow* window, KDint pname, const KDint32* param);
 KD_API KDint KD_APIENTRY kdSetWindowPropertycv(KDWindow* window, KDint pname, const KDchar* param);
 

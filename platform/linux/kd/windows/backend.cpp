@@ -5,12 +5,14 @@
 #include <cstdio>
 
 #include "kd/windows/headless.h"
+#include "kd/windows/x11.h"
 #include "settings/layerSettings.h"
 
 namespace {
 
 // In the order of the automatic choice: headless is always there, so it comes last.
 const WindowBackend* const kBackends[] = {
+    &kX11Backend,
     &kHeadlessBackend,
 };
 

@@ -54,6 +54,10 @@ struct WindowBackend {
     EGLSurface (*createSurface)(EGLDisplay display, EGLConfig config, EGLNativeWindowType window,
                                 const EGLint* attributes);
 
+    // Before a drawn frame is looked at in any way: takes in what the display has said meanwhile,
+    // and ends the process if it is gone. Drivers do not survive reading a frame of a lost display.
+    void (*listen)();
+
     // eglSwapBuffers, and whatever else brings the frame to the display. Never waits for the
     // display: clients are served by the same thread.
     EGLBoolean (*present)(EGLDisplay display, EGLSurface surface);

@@ -54,6 +54,9 @@ EGLSurface createSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowTy
     return eglCreatePbufferSurface(display, config, all.data());
 }
 
+// Nobody is there to say anything.
+void listen() {}
+
 EGLBoolean present(EGLDisplay display, EGLSurface surface) {
     // Swapping a pbuffer does nothing by its definition, so the frame would wait in the queue.
     glFlush();
@@ -63,5 +66,5 @@ EGLBoolean present(EGLDisplay display, EGLSurface surface) {
 }  // namespace
 
 const WindowBackend kHeadlessBackend = {
-    "headless", EGL_PBUFFER_BIT, isPresent, open, realize, createSurface, present,
+    "headless", EGL_PBUFFER_BIT, isPresent, open, realize, createSurface, listen, present,
 };

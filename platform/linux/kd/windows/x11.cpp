@@ -1,0 +1,227 @@
+#include "kd/windows/x11.h"
+
+#include <EGL/eglext.h>
+#include <KD/kd.h>
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <poll.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+
+#include "dispatch/eventLoop.h"
+#include "egl/realEgl.h"
+#include "ownership/release.h"
+
+namespace {
+
+// Long enough for any window manager; one that keeps the window hidden is not waited for.
+constexpr std::chrono::seconds kMapPatience{5};
+
+// Never closed: the drivers go on using the connection until the process is gone.
+Display* connection = nullptr;
+Window window = 0;
+bool isMapped = false;
+bool isFullScreen = true;
+DisplaySize displaySize{};
+bool swapsWithoutWaiting = false;
+
+int endOnLostConnection(Display*) {
+    windowError("x11: the connection to the X server is lost");
+    std::exit(EXIT_FAILURE);
+}
+
+int endOnServerError(Display* display, XErrorEvent* error) {
+    char text[128];
+    XGetErrorText(display, error->error_code, text, sizeof text);
+    windowError("x11: the X server refused request %d.%d: %s", error->request_code,
+                error->minor_code, text);
+    std::exit(EXIT_FAILURE);
+}
+
+bool connect() {
+    if (!connection)
+        connection = XOpenDisplay(nullptr);
+    return connection != nullptr;
+}
+
+bool isPresent() {
+    const char* name = std::getenv("DISPLAY");
+    return name && *name && connect();
+}
+
+std::optional<NativeDisplay> open(const std::string& argument) {
+    const std::optional<DisplaySize> size = parseSize(argument);
+    if (!argument.empty() && !size) {
+        windowError("VELKARIS_WINDOW: x11:%s is no size; write x11 or x11:WIDTHxHEIGHT",
+                    argument.c_str());
+        return std::nullopt;
+    }
+    if (!connect()) {
+        windowError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));
+        return std::nullopt;
+    }
+    XSetIOErrorHandler(endOnLostConnection);
+    XSetErrorHandler(endOnServerError);
+    const int screen = DefaultScreen(connection);
+    isFullScreen = !size;
+    displaySize = size.value_or(
+        DisplaySize{DisplayWidth(connection, screen), DisplayHeight(connection, screen)});
+    return NativeDisplay{EGL_PLATFORM_X11_KHR, connection, displaySize};
+}
+
+Atom atom(const char* name) {
+    return XInternAtom(connection, name, False);
+}
+
+void handle(const XEvent& event) {
+    switch (event.type) {
+        case MapNotify: isMapped = true; break;
+        case ClientMessage:
+            if (event.xclient.message_type == atom("WM_PROTOCOLS") &&
+                static_cast<Atom>(event.xclient.data.l[0]) == atom("WM_DELETE_WINDOW"))
+                std::exit(EXIT_SUCCESS);
+            break;
+        case DestroyNotify:
+            windowError("x11: the window was destroyed from outside");
+            std::exit(EXIT_FAILURE);
+        default: break;
+    }
+}
+
+void handleEvents(void*) {
+    while (XPending(connection) > 0) {
+        XEvent event;
+        XNextEvent(connection, &event);
+        handle(event);
+    }
+}
+
+using VisualInfo = std::unique_ptr<XVisualInfo, Release<XFree>>;
+
+// The visual that the config draws to; drawing through another one is an error.
+VisualInfo visualOf(EGLDisplay display, EGLConfig config) {
+    EGLint id = 0;
+    eglGetConfigAttrib(display, config, EGL_NATIVE_VISUAL_ID, &id);
+    XVisualInfo wanted{};
+    wanted.visualid = static_cast<VisualID>(id);
+    int count = 0;
+    return VisualInfo(XGetVisualInfo(connection, VisualIDMask, &wanted, &count));
+}
+
+void createWindow(const XVisualInfo& visual, const DisplaySize& size) {
+    const Window root = RootWindow(connection, visual.screen);
+    XSetWindowAttributes attributes{};
+    // A visual other than the root's needs a colormap and a border of its own.
+    attributes.colormap = XCreateColormap(connection, root, visual.visual, AllocNone);
+    attributes.border_pixel = 0;
+    attributes.background_pixel = BlackPixel(connection, visual.screen);
+    attributes.event_mask = StructureNotifyMask;
+    window = XCreateWindow(connection, root, 0, 0, static_cast<unsigned>(size.width),
+                           static_cast<unsigned>(size.height), 0, visual.depth, InputOutput,
+                           visual.visual, CWColormap | CWBorderPixel | CWBackPixel | CWEventMask,
+                           &attributes);
+}
+
+void setNames(const std::string& caption, const std::string& id) {
+    XStoreName(connection, window, caption.c_str());
+    XChangeProperty(connection, window, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8,
+                    PropModeReplace, reinterpret_cast<const unsigned char*>(caption.data()),
+                    static_cast<int>(caption.size()));
+    std::string instance = id.empty() ? "velkaris" : id;
+    char className[] = "Velkaris";
+    XClassHint hint{instance.data(), className};
+    XSetClassHint(connection, window, &hint);
+    Atom deleteWindow = atom("WM_DELETE_WINDOW");
+    XSetWMProtocols(connection, window, &deleteWindow, 1);
+}
+
+void fixSize(const DisplaySize& size) {
+    XSizeHints hints{};
+    hints.flags = PMinSize | PMaxSize;
+    hints.min_width = hints.max_width = size.width;
+    hints.min_height = hints.max_height = size.height;
+    XSetWMNormalHints(connection, window, &hints);
+}
+
+// The window has the root's size already, which is all there is to do without a window manager.
+void fillScreen() {
+    const Atom fullScreen = atom("_NET_WM_STATE_FULLSCREEN");
+    XChangeProperty(connection, window, atom("_NET_WM_STATE"), XA_ATOM, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&fullScreen), 1);
+    const char noDots[1] = {0};
+    XColor black{};
+    const Pixmap empty = XCreateBitmapFromData(connection, window, noDots, 1, 1);
+    const Cursor hidden = XCreatePixmapCursor(connection, empty, empty, &black, &black, 0, 0);
+    XDefineCursor(connection, window, hidden);
+    XFreeCursor(connection, hidden);
+    XFreePixmap(connection, empty);
+}
+
+// The surface takes its size when it is made, so the window must have its own by then.
+void waitUntilMapped() {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + kMapPatience;
+    for (handleEvents(nullptr); !isMapped; handleEvents(nullptr)) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        if (left <= 0) {
+            windowError("x11: the window is not shown yet; going on without waiting");
+            return;
+        }
+        pollfd events{ConnectionNumber(connection), POLLIN, 0};
+        poll(&events, 1, static_cast<int>(left));
+    }
+    XSync(connection, False);
+}
+
+int realize(const WindowRequest& request, EGLNativeWindowType* native) {
+    const VisualInfo visual = visualOf(request.display, request.config);
+    if (!visual) {
+        windowError("x11: the X server has no visual for the chosen EGL config");
+        return KD_EIO;
+    }
+    const bool asked = request.size.width > 0 && !isFullScreen;
+    const DisplaySize size = asked ? request.size : displaySize;
+    createWindow(*visual, size);
+    setNames(request.caption, request.id);
+    isFullScreen ? fillScreen() : fixSize(size);
+    XMapRaised(connection, window);
+    waitUntilMapped();
+    if (!eventLoopWatch(ConnectionNumber(connection), handleEvents, nullptr)) {
+        windowError("x11: can't watch the connection to the X server, error %d", errno);
+        return KD_EIO;
+    }
+    *native = window;
+    return 0;
+}
+
+EGLSurface createSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowType native,
+                         const EGLint* attributes) {
+    return __real_eglCreateWindowSurface(display, config, native, attributes);
+}
+
+void listen() {
+    handleEvents(nullptr);
+}
+
+EGLBoolean present(EGLDisplay display, EGLSurface surface) {
+    // A display that is asleep has no vertical blank to wait for, and clients must be served all
+    // the same. The interval belongs to the surface, so it is set once that is current.
+    if (!swapsWithoutWaiting)
+        swapsWithoutWaiting = eglSwapInterval(display, 0) == EGL_TRUE;
+    const EGLBoolean swapped = __real_eglSwapBuffers(display, surface);
+    // The driver reads from the same connection: events that it took off the socket are in the
+    // queue, and nothing becomes readable for them any more.
+    handleEvents(nullptr);
+    return swapped;
+}
+
+}  // namespace
+
+const WindowBackend kX11Backend = {
+    "x11", EGL_WINDOW_BIT, isPresent, open, realize, createSurface, listen, present,
+};

@@ -1,0 +1,128 @@
+#include "platform/support/xServer.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+struct XServer::Client {
+    explicit Client(const std::string& name) : display(XOpenDisplay(name.c_str())) {
+        if (!display)
+            throw std::runtime_error("the X server started and takes no client");
+    }
+    ~Client() {
+        if (display)
+            XCloseDisplay(display);
+    }
+    Atom atom(const char* text) const { return XInternAtom(display, text, False); }
+
+    Display* display;
+};
+
+XServer::XServer() = default;
+
+XServer::~XServer() {
+    client.reset();
+}
+
+std::unique_ptr<XServer> XServer::start(int width, int height) {
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("no pipe");
+    FileDescriptor reader(ends[0]), writer(ends[1]);
+    const std::string mode = std::to_string(width) + "x" + std::to_string(height) + "x24";
+    std::unique_ptr<XServer> made(new XServer);
+    made->server = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(writer.get()), "-screen", "0",
+                                 mode, "-nolisten", "tcp", "-noreset"},
+        std::vector<std::string>{}, writer.get());
+    writer.reset();
+    std::string unread;
+    const std::string number = readLineFrom(reader.get(), &unread);
+    if (number.empty())
+        return nullptr;
+    made->name = ":" + number;
+    made->client = std::make_unique<Client>(made->name);
+    return made;
+}
+
+void XServer::kill() {
+    client.reset();
+    server->kill(SIGKILL);
+    server->wait();
+}
+
+uint32_t XServer::onlyWindow() const {
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned count = 0;
+    XQueryTree(client->display, DefaultRootWindow(client->display), &root, &parent, &children,
+               &count);
+    const Window window = count == 1 ? children[0] : 0;
+    XFree(children);
+    return static_cast<uint32_t>(window);
+}
+
+Picture XServer::picture(uint32_t window) const {
+    XWindowAttributes attributes{};
+    XGetWindowAttributes(client->display, window, &attributes);
+    const auto width = static_cast<unsigned>(attributes.width);
+    const auto height = static_cast<unsigned>(attributes.height);
+    XImage* image = XGetImage(client->display, window, 0, 0, width, height, AllPlanes, ZPixmap);
+    Picture picture{width, height, {}};
+    for (unsigned y = 0; y < height; ++y) {
+        for (unsigned x = 0; x < width; ++x) {
+            const unsigned long pixel = XGetPixel(image, static_cast<int>(x), static_cast<int>(y));
+            for (const int shift : {16, 8, 0})
+                picture.rgba.push_back(static_cast<uint8_t>(pixel >> shift));
+            picture.rgba.push_back(255);
+        }
+    }
+    XDestroyImage(image);
+    return picture;
+}
+
+std::string XServer::caption(uint32_t window) const {
+    char* text = nullptr;
+    if (!XFetchName(client->display, window, &text))
+        return "";
+    const std::string caption = text;
+    XFree(text);
+    return caption;
+}
+
+bool XServer::wantsFullScreen(uint32_t window) const {
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, left = 0;
+    unsigned char* data = nullptr;
+    XGetWindowProperty(client->display, window, client->atom("_NET_WM_STATE"), 0, 1, False, XA_ATOM,
+                       &type, &format, &count, &left, &data);
+    const bool wants =
+        count == 1 && *reinterpret_cast<Atom*>(data) == client->atom("_NET_WM_STATE_FULLSCREEN");
+    XFree(data);
+    return wants;
+}
+
+void XServer::closeByUser(uint32_t window) const {
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = client->atom("WM_PROTOCOLS");
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(client->atom("WM_DELETE_WINDOW"));
+    XSendEvent(client->display, window, False, NoEventMask, &event);
+    XFlush(client->display);
+}
+
+void XServer::destroy(uint32_t window) const {
+    XDestroyWindow(client->display, window);
+    XFlush(client->display);
+}
+
+void XServer::killClientOf(uint32_t window) const {
+    XKillClient(client->display, window);
+    XFlush(client->display);
+}

@@ -1,0 +1,38 @@
+// An X server of the test's own, and what a user sees and does on it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/support/childProcess.h"
+#include "platform/support/pictureFiles.h"
+
+class XServer {
+public:
+    // Null when there is no Xvfb on this machine.
+    static std::unique_ptr<XServer> start(int width, int height);
+    ~XServer();
+
+    // "DISPLAY=:N", for the environment of clients.
+    std::string variable() const { return "DISPLAY=" + name; }
+    void kill();
+
+    // The one window on the screen, 0 if there is none.
+    uint32_t onlyWindow() const;
+    Picture picture(uint32_t window) const;
+    std::string caption(uint32_t window) const;
+    bool wantsFullScreen(uint32_t window) const;
+
+    void closeByUser(uint32_t window) const;   // as a window manager asks a window to close
+    void destroy(uint32_t window) const;       // by a client that it does not belong to
+    void killClientOf(uint32_t window) const;  // as xkill does
+
+private:
+    struct Client;
+    XServer();
+
+    std::unique_ptr<ChildProcess> server;
+    std::string name;
+    std::unique_ptr<Client> client;
+};
