@@ -1,6 +1,4 @@
 // Entry of velkarisctl: picks the verb from the table, or prints help.
-#include <signal.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
@@ -38,6 +36,24 @@ constexpr Verb kVerbs[] = {
      updateVerb},
     {"set", "NAME LABEL PERCENT", "add a progress item, or set its percent",
      "The label of an item that is there already stays as it is.\n", 3, 3, setVerb},
+    {"gauge", "NAME LABEL", "show percents from standard input as a progress item",
+     "Input as for a progress dialog: percents on lines of their own, and blocks between lines "
+     "XXX\n"
+     "with a percent on the first line and text, which becomes lines. Reads on to the end of its\n"
+     "input even if the console goes away; then the exit status tells.\n",
+     2, 2, gaugeVerb},
+    {"run", "[--item NAME] [--label TEXT] [--] COMMAND...", "run a command and show how far it is",
+     "  --item NAME        the item's name (default: one that is new)\n"
+     "  --label TEXT       the item's label (default: the command)\n\n"
+     "The command's output becomes lines and is passed through unchanged; percents in it move the\n"
+     "item. The exit status is the command's own, 128+N if signal N ended it, 126 or 127 if it\n"
+     "could not be run; without a console it is not run, and the status is 3.\n",
+     1, kAny, runVerb},
+    {"tail", "[-n N] FILE...", "follow files, also when they are replaced",
+     "  -n, --lines N      begin with the last N lines of each file (default: 10)\n\n"
+     "Runs until it is interrupted. While no console is there it waits for one and then goes on\n"
+     "where it was.\n",
+     1, kAny, tailVerb},
     {"demo", "[--seconds N]", "play a sample flashing session",
      "  --seconds N        how long the session takes (default: 30)\n", 0, 0, demoVerb},
     {"wait", "[--seconds N]", "wait until a console answers",
@@ -61,7 +77,7 @@ constexpr char kStatuses[] =
 void printHelp() {
     std::printf("Usage: velkarisctl [OPTION...] VERB [ARGUMENT...]\n\nVerbs:\n");
     for (const Verb& verb : kVerbs)
-        std::printf("  %-8s %-40s %s\n", verb.name, verb.operands, verb.summary);
+        std::printf("  %-8s %-45s %s\n", verb.name, verb.operands, verb.summary);
     std::printf("\nOptions:\n%s\n%s", kGlobalOptions, kStatuses);
 }
 
@@ -79,7 +95,7 @@ int usageError(const std::string& wrong, const Verb* verb) {
     return kUsageError;
 }
 
-int runVerb(const Verb& verb, const CommandLine& line) {
+int runChecked(const Verb& verb, const CommandLine& line) {
     if (line.options.help)
         return printVerbHelp(verb), kDone;
     if (line.operands.size() < verb.fewest)
@@ -92,9 +108,6 @@ int runVerb(const Verb& verb, const CommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A reader that goes away is a failed write here, not the end of a session.
-    signal(SIGPIPE, SIG_IGN);
-
     CommandLine line;
     const std::string wrong = parseCommandLine({argv + 1, argv + argc}, line);
     const auto verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),
@@ -105,7 +118,7 @@ int main(int argc, char** argv) {
     if (line.options.version)
         return std::printf("velkarisctl %s\n", velkaris_version()), kDone;
     if (known)
-        return runVerb(*verb, line);
+        return runChecked(*verb, line);
     if (line.options.help && line.verb.empty())
         return printHelp(), kDone;
     return usageError(line.verb.empty() ? "no verb given" : "unknown verb '" + line.verb + "'",

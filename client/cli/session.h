@@ -8,7 +8,7 @@
 
 class Session {
 public:
-    explicit Session(const Options& options) : options_(options) {}
+    explicit Session(Options options) : options_(std::move(options)) {}
 
     // Connects with the command line's options. Returns kDone, or reports and returns the status.
     int open();
@@ -24,7 +24,7 @@ private:
     struct Close {
         void operator()(velkaris_console* console) const { velkaris_close(console); }
     };
-    const Options& options_;
+    const Options options_;
     std::unique_ptr<velkaris_console, Close> console_;
 };
 

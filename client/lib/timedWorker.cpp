@@ -1,12 +1,11 @@
 #include "lib/timedWorker.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <cerrno>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
+
+#include "lib/signalsBlocked.h"
 
 // Where jobs and results change hands. Shared with the thread, which can outlive the worker.
 struct TimedWorker::Desk {
@@ -29,22 +28,6 @@ struct TimedWorker::Desk {
 };
 
 namespace {
-
-// A thread starts with the signal mask of the one that starts it.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t previous_;
-};
 
 int resultOf(const TimedWorker::Job& job) {
     try {

@@ -7,32 +7,12 @@
 #include "client/support/command.h"
 #include "client/support/fakeConsole.h"
 #include "client/support/scratchFolder.h"
-#include "lib/message.h"
+#include "client/support/sentMessages.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-Received command(const Message& message) {
-    return {message.code, message.bytes};
-}
-
-Received text(const std::string& bytes) {
-    return {0, bytes};
-}
-
-Received added(const char* name, const char* label, int32_t percent) {
-    Message message;
-    addItemMessage(name, label, percent, message);
-    return command(message);
-}
-
-Received updated(const char* name, int32_t percent) {
-    Message message;
-    updateItemMessage(name, percent, message);
-    return command(message);
-}
 
 class Velkarisctl : public testing::Test {
 protected:
@@ -53,8 +33,6 @@ protected:
 };
 
 TEST_F(Velkarisctl, EachVerbSendsItsCommand) {
-    Message status;
-    statusMessage("ready", status);
     EXPECT_EQ(run({"status", "ready"}).status, 0);
     EXPECT_EQ(run({"percent", "42"}).status, 0);
     EXPECT_EQ(run({"add", "fw", "Firmware"}).status, 0);
@@ -62,10 +40,11 @@ TEST_F(Velkarisctl, EachVerbSendsItsCommand) {
     EXPECT_EQ(run({"update", "fw", "7"}).status, 0);
     EXPECT_EQ(run({"set", "fw", "Firmware", "8%"}).status, 0);
     EXPECT_EQ(run({"write", "two", "words"}).status, 0);
-    EXPECT_THAT(node->received(),
-                ElementsAre(command(status), command(percentMessage(42)),
-                            added("fw", "Firmware", 0), added("os", "System", 5), updated("fw", 7),
-                            added("fw", "Firmware", 8), updated("fw", 8), text("two words\n")));
+    EXPECT_THAT(
+        node->received(),
+        ElementsAre(sentStatus("ready"), sentPercent(42), sentAdd("fw", "Firmware", 0),
+                    sentAdd("os", "System", 5), sentUpdate("fw", 7), sentAdd("fw", "Firmware", 8),
+                    sentUpdate("fw", 8), sentText("two words\n")));
 }
 
 TEST_F(Velkarisctl, WritesItsInputAsLinesComeIn) {
@@ -74,7 +53,7 @@ TEST_F(Velkarisctl, WritesItsInputAsLinesComeIn) {
     ASSERT_TRUE(node->waitFor(1));
     writing.write("ree");
     EXPECT_EQ(writing.finish().status, 0);
-    EXPECT_THAT(node->received(), ElementsAre(text("one\ntwo\n"), text("three")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("one\ntwo\n"), sentText("three")));
 }
 
 TEST_F(Velkarisctl, LosesNothingOfALargeInput) {
@@ -94,7 +73,7 @@ TEST_F(Velkarisctl, TreatsTextBeyondAsciiAsAskedTo) {
     const Outcome refused = run({"--ascii=refuse", "write", "größe"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.errors, HasSubstr("characters that the console cannot show"));
-    EXPECT_THAT(node->received(), ElementsAre(text("grosse\n"), text("größe\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("grosse\n"), sentText("größe\n")));
 }
 
 TEST_F(Velkarisctl, SaysThatNoConsoleIsThere) {
@@ -112,7 +91,7 @@ TEST_F(Velkarisctl, TheDeviceOptionWinsOverTheEnvironment) {
     const std::string other = folder.file("other");
     FakeConsole second(other);
     EXPECT_EQ(run({"-d", other, "write", "x"}).status, 0);
-    EXPECT_THAT(second.received(), ElementsAre(text("x\n")));
+    EXPECT_THAT(second.received(), ElementsAre(sentText("x\n")));
     EXPECT_THAT(node->received(), ElementsAre());
 }
 
@@ -165,9 +144,9 @@ TEST_F(Velkarisctl, TheDemoBringsEveryItemTo100) {
     EXPECT_EQ(run({"demo", "--seconds", "1"}).status, 0);
     const std::vector<Received> received = node->received();
     for (const char* item : {"bootloader", "kernel", "rootfs", "maps", "radio"})
-        EXPECT_THAT(received, testing::Contains(updated(item, 100))) << item;
-    EXPECT_THAT(received, testing::Contains(command(percentMessage(100))));
-    EXPECT_THAT(received, testing::Contains(text("Update complete")));
+        EXPECT_THAT(received, testing::Contains(sentUpdate(item, 100))) << item;
+    EXPECT_THAT(received, testing::Contains(sentPercent(100)));
+    EXPECT_THAT(received, testing::Contains(sentText("Update complete")));
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 
 #include "client/support/fakeConsole.h"
 #include "client/support/scratchFolder.h"
-#include "lib/message.h"
+#include "client/support/sentMessages.h"
 
 namespace {
 
@@ -24,32 +24,6 @@ struct CloseConsole {
     void operator()(velkaris_console* console) const { velkaris_close(console); }
 };
 using Console = std::unique_ptr<velkaris_console, CloseConsole>;
-
-Received command(const Message& message) {
-    return {message.code, message.bytes};
-}
-
-Received text(const std::string& bytes) {
-    return {0, bytes};
-}
-
-Received added(const char* name, const char* label, int32_t percent) {
-    Message message;
-    addItemMessage(name, label, percent, message);
-    return command(message);
-}
-
-Received updated(const char* name, int32_t percent) {
-    Message message;
-    updateItemMessage(name, percent, message);
-    return command(message);
-}
-
-Received status(const char* text) {
-    Message message;
-    statusMessage(text, message);
-    return command(message);
-}
 
 class Velkaris : public testing::Test {
 protected:
@@ -78,14 +52,14 @@ TEST_F(Velkaris, SendsEachCommandOnce) {
     EXPECT_EQ(velkaris_update_item(console.get(), "fw", 2), 0);
     EXPECT_EQ(velkaris_write(console.get(), "line\n", 5), 0);
     EXPECT_THAT(node->received(),
-                ElementsAre(status("ready"), command(percentMessage(42)),
-                            added("fw", "Firmware", 1), updated("fw", 2), text("line\n")));
+                ElementsAre(sentStatus("ready"), sentPercent(42), sentAdd("fw", "Firmware", 1),
+                            sentUpdate("fw", 2), sentText("line\n")));
 }
 
 TEST_F(Velkaris, PutsAnItemByAddingAndUpdatingIt) {
     ASSERT_EQ(open(), 0);
     EXPECT_EQ(velkaris_put_item(console.get(), "fw", "Firmware", 7), 0);
-    EXPECT_THAT(node->received(), ElementsAre(added("fw", "Firmware", 7), updated("fw", 7)));
+    EXPECT_THAT(node->received(), ElementsAre(sentAdd("fw", "Firmware", 7), sentUpdate("fw", 7)));
 }
 
 TEST_F(Velkaris, ClampsPercentsUnlessToldOtherwise) {
@@ -94,8 +68,8 @@ TEST_F(Velkaris, ClampsPercentsUnlessToldOtherwise) {
     velkaris_update_item(console.get(), "fw", -3);
     ASSERT_EQ(velkaris_set_percent_mode(console.get(), VELKARIS_PERCENT_PASS), 0);
     velkaris_set_percent(console.get(), 150);
-    EXPECT_THAT(node->received(), ElementsAre(command(percentMessage(100)), updated("fw", 0),
-                                              command(percentMessage(150))));
+    EXPECT_THAT(node->received(),
+                ElementsAre(sentPercent(100), sentUpdate("fw", 0), sentPercent(150)));
 }
 
 TEST_F(Velkaris, TransliteratesWhatIsShownAndLeavesTheKeyAlone) {
@@ -103,8 +77,8 @@ TEST_F(Velkaris, TransliteratesWhatIsShownAndLeavesTheKeyAlone) {
     velkaris_set_status(console.get(), "größe");
     velkaris_add_item(console.get(), "größe", "größe", 0);
     velkaris_write(console.get(), "größe", 7);
-    EXPECT_THAT(node->received(),
-                ElementsAre(status("grosse"), added("größe", "grosse", 0), text("grosse")));
+    EXPECT_THAT(node->received(), ElementsAre(sentStatus("grosse"), sentAdd("größe", "grosse", 0),
+                                              sentText("grosse")));
 }
 
 TEST_F(Velkaris, RefusesBeforeAnythingIsSent) {
@@ -126,7 +100,7 @@ TEST_F(Velkaris, WritesAsOneMessageWhateverTheSize) {
     ASSERT_EQ(open(), 0);
     const std::string large(3'000'000, 'x');
     EXPECT_EQ(velkaris_write(console.get(), large.data(), large.size()), 0);
-    EXPECT_THAT(node->received(), ElementsAre(text(large)));
+    EXPECT_THAT(node->received(), ElementsAre(sentText(large)));
 }
 
 TEST_F(Velkaris, AnEmptyTextIsNoMessage) {
@@ -161,12 +135,12 @@ TEST_F(Velkaris, FindsARestartedConsoleAtTheNextCall) {
     ASSERT_EQ(velkaris_write(console.get(), "one\n", 4), 0);
     restart();
     EXPECT_EQ(velkaris_write(console.get(), "two\n", 4), 0);
-    EXPECT_THAT(node->received(), ElementsAre(text("two\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("two\n")));
     node.reset();
     EXPECT_EQ(velkaris_write(console.get(), "lost\n", 5), ENODEV);
     node = std::make_unique<FakeConsole>(path);
     EXPECT_EQ(velkaris_write(console.get(), "three\n", 6), 0);
-    EXPECT_THAT(node->received(), ElementsAre(text("three\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("three\n")));
 }
 
 TEST_F(Velkaris, AConsoleThatDoesNotAnswerHoldsNobodyUp) {
@@ -180,7 +154,7 @@ TEST_F(Velkaris, AConsoleThatDoesNotAnswerHoldsNobodyUp) {
     node->resume();
     velkaris_set_time_limit(console.get(), VELKARIS_NO_TIME_LIMIT);
     EXPECT_EQ(velkaris_write(console.get(), "next\n", 5), 0);
-    EXPECT_THAT(node->received(), ElementsAre(text("held\n"), text("next\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("held\n"), sentText("next\n")));
 }
 
 TEST_F(Velkaris, ClosingWhileTheConsoleIsStalledLosesNothingThatWasSent) {
@@ -190,7 +164,7 @@ TEST_F(Velkaris, ClosingWhileTheConsoleIsStalledLosesNothingThatWasSent) {
     EXPECT_EQ(velkaris_write(console.get(), "held\n", 5), ETIMEDOUT);
     console.reset();
     EXPECT_TRUE(node->waitFor(1));
-    EXPECT_THAT(node->received(), ElementsAre(text("held\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("held\n")));
 }
 
 void ignoreSignal(int) {}
@@ -210,7 +184,7 @@ TEST_F(Velkaris, ASignalNeitherLosesNorRepeatsACommand) {
     });
     EXPECT_EQ(velkaris_write(console.get(), "once\n", 5), 0);
     disturber.join();
-    EXPECT_THAT(node->received(), ElementsAre(text("once\n")));
+    EXPECT_THAT(node->received(), ElementsAre(sentText("once\n")));
 }
 
 TEST_F(Velkaris, ThreadsWithAHandleEachDoNotDisturbOneAnother) {

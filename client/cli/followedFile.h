@@ -1,0 +1,36 @@
+// A file that is read as it grows, under its name: when another file takes the name, or the file is
+// cut, reading goes on at the beginning of what is there then.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "lib/ownedFd.h"
+
+class FollowedFile {
+public:
+    explicit FollowedFile(std::string path) : path_(std::move(path)) {}
+
+    // Opens the file behind all but its last `lines` lines. Returns 0 or an error number; a file
+    // that cannot be opened yet is looked for by every read().
+    int open(unsigned int lines);
+
+    // What happened to the file when read() was called, for those who tell.
+    enum class Event { kNone, kAppeared, kReplaced, kCut, kGone };
+
+    // Puts the next bytes into `bytes`, none if there are none now. Reads a file to its end before
+    // it turns to another one.
+    Event read(std::string& bytes);
+
+    const std::string& path() const { return path_; }
+
+private:
+    Event turnToNewFile();
+    off_t startOfLastLines(unsigned int lines, off_t size) const;
+
+    std::string path_;
+    OwnedFd fd_;
+    off_t position_ = 0;
+    bool goneTold_ = false;
+};

@@ -1,0 +1,165 @@
+#include "cli/consoleFeed.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <future>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+
+// Long enough that within a test it never passes: only the first and the last attempt happen.
+constexpr std::chrono::hours kNever{24};
+constexpr std::chrono::milliseconds kAtOnce{0};
+constexpr std::chrono::milliseconds kNoLimit{0};
+
+// Records what is shown and answers with the error numbers that a test has laid out, then with 0.
+class Screen {
+public:
+    ConsoleFeed::Sink sink() {
+        return {[this](int percent) { return take("percent " + std::to_string(percent)); },
+                [this](const std::string& lines) { return take(lines); }};
+    }
+    void failWith(std::vector<int> errors) { errors_ = std::move(errors); }
+    void awaitAttempts(size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return attempts_ >= count; });
+    }
+    std::vector<std::string> shown() {
+        const std::lock_guard lock(mutex_);
+        return shown_;
+    }
+
+private:
+    int take(const std::string& what) {
+        const std::lock_guard lock(mutex_);
+        const int error = attempts_ < errors_.size() ? errors_[attempts_] : 0;
+        if (error == 0)
+            shown_.push_back(what);
+        ++attempts_;
+        changed_.notify_all();
+        return error;
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<int> errors_;
+    std::vector<std::string> shown_;
+    size_t attempts_ = 0;
+};
+
+TEST(ConsoleFeed, ShowsTheFirstAtOnceAndOfTheRestTheLast) {
+    Screen screen;
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.setPercent(1);
+    screen.awaitAttempts(1);
+    for (int percent = 2; percent <= 77; ++percent)
+        feed.setPercent(percent);
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("percent 1", "percent 77"));
+}
+
+TEST(ConsoleFeed, GoesOnAfterTheInterval) {
+    Screen screen;
+    ConsoleFeed feed(screen.sink(), kAtOnce);
+    for (int percent = 1; percent <= 3; ++percent) {
+        feed.setPercent(percent);
+        screen.awaitAttempts(static_cast<size_t>(percent));
+    }
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("percent 1", "percent 2", "percent 3"));
+}
+
+TEST(ConsoleFeed, KeepsLinesInOrderAndTogether) {
+    Screen screen;
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.addLine("one");
+    screen.awaitAttempts(1);
+    feed.addLine("two");
+    feed.addLine("");
+    feed.addLine("three");
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("one\n", "two\n\nthree\n"));
+}
+
+TEST(ConsoleFeed, LeavesOutOldLinesThatNobodyCouldSee) {
+    Screen screen;
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.addLine("first");
+    screen.awaitAttempts(1);
+    for (size_t i = 0; i < ConsoleFeed::kLinesKept + 5; ++i)
+        feed.addLine(std::to_string(i));
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    const std::string rest = screen.shown().back();
+    EXPECT_EQ(rest.substr(0, rest.find('\n', rest.find('\n') + 1)), "[5 lines left out]\n5");
+    EXPECT_THAT(rest, testing::EndsWith(std::to_string(ConsoleFeed::kLinesKept + 4) + "\n"));
+}
+
+TEST(ConsoleFeed, TriesAgainWhatAMissingConsoleDidNotTake) {
+    Screen screen;
+    screen.failWith({ENODEV, ENODEV});
+    ConsoleFeed feed(screen.sink(), kAtOnce);
+    feed.setPercent(5);
+    feed.addLine("kept");
+    EXPECT_EQ((screen.awaitAttempts(4), feed.finish(kNoLimit)), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("percent 5", "kept\n"));
+}
+
+TEST(ConsoleFeed, PutsTheItemBackBeforeLinesThatFollow) {
+    Screen screen;
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.setPercent(5);
+    screen.awaitAttempts(1);
+    feed.addLine("line");
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("percent 5", "percent 5", "line\n"));
+}
+
+TEST(ConsoleFeed, ReportsThatTheConsoleIsStillMissingAtTheEnd) {
+    Screen screen;
+    screen.failWith({ENODEV, ENODEV});
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.setPercent(5);
+    screen.awaitAttempts(1);
+    EXPECT_EQ(feed.finish(kNoLimit), ENODEV);
+    EXPECT_THAT(screen.shown(), ElementsAre());
+}
+
+TEST(ConsoleFeed, ReportsARefusalEvenIfLaterLinesAreTaken) {
+    Screen screen;
+    screen.failWith({EILSEQ});
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.addLine("refused");
+    screen.awaitAttempts(1);
+    feed.addLine("taken");
+    EXPECT_EQ(feed.finish(kNoLimit), EILSEQ);
+    EXPECT_THAT(screen.shown(), ElementsAre("taken\n"));
+}
+
+TEST(ConsoleFeed, NeverWaitsForAConsoleThatHangs) {
+    std::promise<void> goOn;
+    std::promise<void> hanging;
+    std::promise<void> gone;
+    ConsoleFeed::Sink sink;
+    sink.showLines = [](const std::string&) { return 0; };
+    sink.showPercent = [&, mayEnd = goOn.get_future().share()](int) {
+        hanging.set_value();
+        mayEnd.wait();
+        gone.set_value();
+        return 0;
+    };
+    {
+        ConsoleFeed feed(std::move(sink), kNever);
+        feed.setPercent(1);
+        hanging.get_future().wait();
+        EXPECT_EQ(feed.finish(std::chrono::milliseconds(1)), ETIMEDOUT);
+    }
+    goOn.set_value();
+    gone.get_future().wait();
+}
+
+}  // namespace
