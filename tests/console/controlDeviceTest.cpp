@@ -1,0 +1,517 @@
+// The two handlers of the device node, fed with messages of the real layouts.
+#include "console/controlDevice.h"
+
+#include <errno.h>
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <random>
+#include <type_traits>
+#include <vector>
+
+#include "console/consoleModel.h"
+#include "console/protocol.h"
+#include "support/callLog.h"
+#include "support/fakeDispatch.h"
+#include "support/linkWraps.h"
+#include "support/serviceTest.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr size_t kHeaderBytes = 16;
+
+class ControlDevice : public ServiceTest {
+protected:
+    void SetUp() override {
+        ServiceTest::SetUp();
+        useMonospacedAtlas();
+        useArea(120, 480);
+        ocb.attr = &node;
+    }
+
+    // Writes `data` as a client does. A size of its own may be announced.
+    int write(const std::string& data, uint32_t xtype = _IO_XTYPE_NONE) {
+        return writeAnnouncing(static_cast<uint32_t>(data.size()), data, xtype);
+    }
+
+    int writeAnnouncing(uint32_t size, const std::string& data, uint32_t xtype = _IO_XTYPE_NONE) {
+        std::vector<uint8_t>& message = fakeDispatch.clientMessage;
+        message.assign(kHeaderBytes, 0);
+        message.insert(message.end(), data.begin(), data.end());
+        io_write_t* const header = reinterpret_cast<io_write_t*>(message.data());
+        header->i.type = _IO_WRITE;
+        header->i.nbytes = size;
+        header->i.xtype = xtype;
+        context = {};
+        context.status = -1;
+        return consoleIoWrite(&context, header, &ocb);
+    }
+
+    // Sends a command. The receive buffer is exactly as long as the message, so that a checker sees
+    // every read behind it. `announced` stands in the header, where nothing should look.
+    int send(uint32_t code, const std::string& payload, uint32_t announced = 0) {
+        received.assign(kHeaderBytes + payload.size(), 0);
+        std::vector<uint8_t>(received).swap(received);
+        io_devctl_t* const message = reinterpret_cast<io_devctl_t*>(received.data());
+        message->i.type = _IO_DEVCTL;
+        message->i.combine_len = 0xabcd;
+        message->i.dcmd = static_cast<int32_t>(code);
+        message->i.nbytes = announced;
+        message->i.zero = 0x55555555;
+        memcpy(received.data() + kHeaderBytes, payload.data(), payload.size());
+        context = {};
+        context.size = received.size();
+        return consoleIoDevctl(&context, message, &ocb);
+    }
+
+    iofunc_attr_t node = {};
+    iofunc_ocb_t ocb = {};
+    resmgr_context_t context = {};
+    std::vector<uint8_t> received;
+};
+
+using IoWrite = ControlDevice;
+using IoDevctl = ControlDevice;
+
+std::string bytesOf(int32_t value) {
+    return {reinterpret_cast<const char*>(&value), sizeof(value)};
+}
+
+std::string itemHeader(int32_t nameOffset, int32_t labelOffset, int32_t percent) {
+    return bytesOf(nameOffset) + bytesOf(labelOffset) + bytesOf(percent);
+}
+
+// The usual placement: the name first, the label right behind its NUL.
+std::string item(const std::string& name, const std::string& label, int32_t percent) {
+    return itemHeader(0, static_cast<int32_t>(name.size() + 1), percent) + name + '\0' + label +
+           '\0';
+}
+
+TEST(Protocol, TheCodesAreThePlatformsEncodingOfTheCommands) {
+    EXPECT_EQ(DCMD_CONSOLE_SET_STATUS, 0x80010501u);
+    EXPECT_EQ(DCMD_CONSOLE_SET_PERCENT, 0x80040502u);
+    EXPECT_EQ(DCMD_CONSOLE_ADD_ITEM, 0x800c0503u);
+    EXPECT_EQ(DCMD_CONSOLE_UPDATE_ITEM, 0x800c0504u);
+}
+
+TEST(Protocol, TheItemHeaderIsThreeIntegersInThisOrder) {
+    EXPECT_EQ(sizeof(ConsoleItemHeader), 12u);
+    EXPECT_EQ(offsetof(ConsoleItemHeader, nameOffset), 0u);
+    EXPECT_EQ(offsetof(ConsoleItemHeader, labelOffset), 4u);
+    EXPECT_EQ(offsetof(ConsoleItemHeader, percent), 8u);
+    EXPECT_TRUE(std::is_signed<decltype(ConsoleItemHeader::percent)>::value);
+}
+
+TEST(Protocol, TheReceiveBufferHoldsAHeaderAndThePayload) {
+    EXPECT_EQ(kConsoleReceiveBytes, 2048);
+    EXPECT_EQ(kConsolePayloadBytes, 2032);
+}
+
+TEST_F(IoWrite, OneWordIsOneLineAndItsBytesCount) {
+    EXPECT_EQ(write("hello"), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("hello"));
+    EXPECT_EQ(context.status, 5);
+}
+
+TEST_F(IoWrite, ALineFeedMakesTwoLines) {
+    EXPECT_EQ(write("a\nb"), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("a", "b"));
+    EXPECT_EQ(context.status, 3);
+}
+
+TEST_F(IoWrite, TheTextEndsAtItsFirstNul) {
+    EXPECT_EQ(write(std::string("x\0y", 3)), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("x"));
+    EXPECT_EQ(context.status, 3);
+}
+
+TEST_F(IoWrite, ATextThatBringsItsNulIsTakenAsItIs) {
+    EXPECT_EQ(write(std::string("hi\0", 3)), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("hi"));
+    EXPECT_EQ(context.status, 3);
+}
+
+TEST_F(IoWrite, LongTextWrapsAtTheDrawingWidth) {
+    EXPECT_EQ(write("hello world"), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("hello", "world"));
+    EXPECT_EQ(context.status, 11);
+}
+
+TEST_F(IoWrite, OfNothingAddsNothingAndReportsZero) {
+    EXPECT_EQ(write(""), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    EXPECT_EQ(context.status, 0);
+    EXPECT_EQ(node.flags, 0u);
+}
+
+TEST_F(IoWrite, VerifiesThenReadsTheDataBehindTheHeader) {
+    write("hello");
+    EXPECT_THAT(calls(), ElementsAre("iofunc_write_verify(null)", "resmgr_msgread(5, 16)"));
+}
+
+TEST_F(IoWrite, RefusedByTheVerifyReturnsThatErrorAndAddsNothing) {
+    fakeDispatch.writeVerifyResult = EBADF;
+    EXPECT_EQ(write("hello"), EBADF);
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    EXPECT_THAT(calls(), ElementsAre("iofunc_write_verify(null)"));
+    EXPECT_EQ(context.status, -1);
+    EXPECT_EQ(node.flags, 0u);
+}
+
+TEST_F(IoWrite, TheVerifysErrorComesBeforeThatOfThePosition) {
+    fakeDispatch.writeVerifyResult = EBADF;
+    EXPECT_EQ(write("hello", _IO_XTYPE_OFFSET), EBADF);
+}
+
+TEST_F(IoWrite, OfAnyExtendedTypeIsRefused) {
+    for (uint32_t xtype = 1; xtype < 256; ++xtype)
+        EXPECT_EQ(write("hello", xtype), ENOSYS) << xtype;
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    EXPECT_EQ(node.flags, 0u);
+    EXPECT_EQ(callCount("resmgr_msgread"), 0);
+}
+
+TEST_F(IoWrite, OnlyTheLowByteIsTheExtendedType) {
+    EXPECT_EQ(write("hello", 0xffffff00u), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("hello"));
+}
+
+TEST_F(IoWrite, WithoutMemoryForTheTextReturnsEnomem) {
+    heapWraps.failingSize = 777 + 1;
+    EXPECT_EQ(write(std::string(777, 'x')), ENOMEM);
+    heapWraps.failingSize = 0;
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    EXPECT_EQ(node.flags, 0u);
+}
+
+TEST_F(IoWrite, MarksTheNodesTimes) {
+    node.flags = 0x100;
+    write("x");
+    EXPECT_EQ(node.flags, 0x105u);
+}
+
+TEST_F(IoWrite, KeepsNothingButTheLine) {
+    const HeapWatch heap;
+    write("x");
+    EXPECT_EQ(heap.kept(), 3);  // node, entry, text
+    write(std::string("\0x", 2));
+    EXPECT_EQ(heap.kept(), 3);
+}
+
+TEST_F(IoWrite, AMessageShorterThanAnnouncedEndsWhereItEnds) {
+    EXPECT_EQ(writeAnnouncing(100, "abc"), EOK);
+    EXPECT_THAT(consoleRows(), ElementsAre("abc"));
+    EXPECT_EQ(context.status, 100);
+}
+
+TEST_F(IoWrite, OfMoreThanTheReceiveBufferArrivesWhole) {
+    std::string text;
+    for (int i = 0; i < 100000; ++i)
+        text += "12345678\n";
+    EXPECT_EQ(write(text), EOK);
+    EXPECT_EQ(consoleRows().size(), 100000u);
+    EXPECT_EQ(context.status, 900000);
+}
+
+TEST_F(IoWrite, NeverDraws) {
+    write("hello\nworld");
+    EXPECT_EQ(callCount("gl"), 0);
+    EXPECT_EQ(callCount("eglSwapBuffers"), 0);
+}
+
+TEST_F(IoDevctl, WhatTheFrameworkHandledIsReturnedAsItIs) {
+    for (const int result : {EOK, EBADF, ENOSYS, _RESMGR_NPARTS(1), _RESMGR_NOREPLY}) {
+        fakeDispatch.devctlDefaultResult = result;
+        EXPECT_EQ(send(DCMD_CONSOLE_SET_PERCENT, bytesOf(42)), result);
+    }
+    EXPECT_EQ(consoleStatus.overallPercent, 0);
+}
+
+TEST_F(IoDevctl, AnyOtherCodeIsRefusedWithoutAReply) {
+    for (const uint32_t code : {0x80010505u, 0x00010501u, 0x80020501u, 0x80010500u, 0x80010401u,
+                                0x80010502u, 0x800c0505u, 0xc0010501u, 0u, 0xffffffffu}) {
+        EXPECT_EQ(send(code, item("a", "b", 1)), ENOSYS) << std::hex << code;
+        EXPECT_EQ(context.iov[0].iov_base, nullptr);
+        EXPECT_EQ(reinterpret_cast<io_devctl_t*>(received.data())->i.zero, 0x55555555);
+    }
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    EXPECT_EQ(consoleStatus.statusText, nullptr);
+}
+
+TEST_F(IoDevctl, EachCommandRepliesWithAZeroedHeader) {
+    for (const uint32_t code : {DCMD_CONSOLE_SET_STATUS, DCMD_CONSOLE_SET_PERCENT,
+                                DCMD_CONSOLE_ADD_ITEM, DCMD_CONSOLE_UPDATE_ITEM}) {
+        const std::string payload = item("a", "b", 1);
+        EXPECT_EQ(send(code, payload), _RESMGR_NPARTS(1));
+        EXPECT_EQ(context.iov[0].iov_base, received.data());
+        EXPECT_EQ(context.iov[0].iov_len, 16u);
+        EXPECT_EQ(std::vector<uint8_t>(received.begin(), received.begin() + 16),
+                  std::vector<uint8_t>(16, 0));
+        EXPECT_EQ(std::string(received.begin() + 16, received.end()), payload);
+    }
+}
+
+TEST_F(IoDevctl, TheSizeInTheHeaderIsNotUsed) {
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("a", "b", 1), 3), _RESMGR_NPARTS(1));
+    EXPECT_EQ(send(DCMD_CONSOLE_SET_PERCENT, bytesOf(1).substr(0, 3), 4000), EINVAL);
+}
+
+TEST_F(IoDevctl, NeverDraws) {
+    send(DCMD_CONSOLE_SET_STATUS, std::string("x\0", 2));
+    send(DCMD_CONSOLE_SET_PERCENT, bytesOf(1));
+    send(DCMD_CONSOLE_ADD_ITEM, item("a", "b", 1));
+    send(DCMD_CONSOLE_UPDATE_ITEM, item("a", "b", 2));
+    EXPECT_EQ(callCount("gl"), 0);
+    EXPECT_EQ(callCount("eglSwapBuffers"), 0);
+}
+
+TEST_F(IoDevctl, SetStatusStoresTheTextUpToItsNul) {
+    send(DCMD_CONSOLE_SET_STATUS, std::string("Flashing\0rest", 13));
+    EXPECT_STREQ(consoleStatus.statusText, "Flashing");
+}
+
+TEST_F(IoDevctl, SetStatusReplacesTheTextAndFreesTheOldOne) {
+    send(DCMD_CONSOLE_SET_STATUS, std::string("one\0", 4));
+    const HeapWatch heap;
+    send(DCMD_CONSOLE_SET_STATUS, std::string("two, longer\0", 12));
+    EXPECT_STREQ(consoleStatus.statusText, "two, longer");
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(IoDevctl, SetStatusOfAnEmptyTextIsAnEmptyText) {
+    send(DCMD_CONSOLE_SET_STATUS, std::string(1, '\0'));
+    ASSERT_NE(consoleStatus.statusText, nullptr);
+    EXPECT_STREQ(consoleStatus.statusText, "");
+}
+
+TEST_F(IoDevctl, SetStatusWithoutANulEndsWhereThePayloadEnds) {
+    EXPECT_EQ(send(DCMD_CONSOLE_SET_STATUS, "abc"), _RESMGR_NPARTS(1));
+    EXPECT_STREQ(consoleStatus.statusText, "abc");
+}
+
+TEST_F(IoDevctl, SetStatusWithoutAPayloadIsRefusedAndKeepsTheText) {
+    send(DCMD_CONSOLE_SET_STATUS, "before");
+    EXPECT_EQ(send(DCMD_CONSOLE_SET_STATUS, ""), EINVAL);
+    EXPECT_STREQ(consoleStatus.statusText, "before");
+}
+
+TEST_F(IoDevctl, SetStatusTakesAllThatTheReceiveBufferHolds) {
+    const std::string longest(kConsolePayloadBytes, 's');
+    send(DCMD_CONSOLE_SET_STATUS, longest);
+    EXPECT_EQ(consoleStatus.statusText, longest);
+}
+
+TEST_F(IoDevctl, SetPercentStoresAnyNumber) {
+    for (const int32_t percent : {42, 100, 0, -1, INT32_MAX, INT32_MIN}) {
+        EXPECT_EQ(send(DCMD_CONSOLE_SET_PERCENT, bytesOf(percent)), _RESMGR_NPARTS(1));
+        EXPECT_EQ(consoleStatus.overallPercent, percent);
+    }
+}
+
+TEST_F(IoDevctl, SetPercentLeavesTheOverallClockAlone) {
+    consoleStatus.overallElapsed = 17;
+    send(DCMD_CONSOLE_SET_PERCENT, bytesOf(42));
+    send(DCMD_CONSOLE_SET_PERCENT, bytesOf(0));
+    EXPECT_EQ(consoleStatus.overallElapsed, 17);
+}
+
+TEST_F(IoDevctl, AddItemAppendsBehindEverythingSoFar) {
+    write("line");
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("fw", "Firmware", 7)), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("line", "fw|Firmware|7|0"));
+}
+
+TEST_F(IoDevctl, AddItemTwiceKeepsTheFirstLabelAndPercent) {
+    send(DCMD_CONSOLE_ADD_ITEM, item("fw", "first", 7));
+    const HeapWatch heap;
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("fw", "second", 50)), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("fw|first|7|0"));
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(IoDevctl, AddItemKeepsItsNodeEntryNameAndLabel) {
+    const HeapWatch heap;
+    send(DCMD_CONSOLE_ADD_ITEM, item("fw", "first", 7));
+    EXPECT_EQ(heap.kept(), 4);
+}
+
+TEST_F(IoDevctl, AddItemReadsItsTextsWhereTheOffsetsSay) {
+    send(DCMD_CONSOLE_ADD_ITEM, itemHeader(9, 2, -3) + std::string("..label\0.name\0..", 16));
+    EXPECT_THAT(consoleRows(), ElementsAre("name|label|-3|0"));
+}
+
+TEST_F(IoDevctl, AddItemMayUseOneTextForBoth) {
+    send(DCMD_CONSOLE_ADD_ITEM, itemHeader(0, 0, 1) + std::string("same\0", 5));
+    EXPECT_THAT(consoleRows(), ElementsAre("same|same|1|0"));
+}
+
+TEST_F(IoDevctl, AddItemWithAnEmptyNameIsAProgressItem) {
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("", "label", 5)), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("|label|5|0"));
+    send(DCMD_CONSOLE_UPDATE_ITEM, item("", "", 6));
+    EXPECT_THAT(consoleRows(), ElementsAre("|label|6|0"));
+}
+
+TEST_F(IoDevctl, AddItemTakesAnyPercent) {
+    for (const int32_t percent : {0, 100, 150, -5, INT32_MIN, INT32_MAX}) {
+        clearConsole();
+        send(DCMD_CONSOLE_ADD_ITEM, item("a", "b", percent));
+        EXPECT_EQ(consoleList->entry->percent, percent);
+    }
+}
+
+TEST_F(IoDevctl, AddItemTextsWithoutANulEndWhereThePayloadEnds) {
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(2, 0, 1) + "label"), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("bel|label|1|0"));
+}
+
+TEST_F(IoDevctl, UpdateItemSetsThePercentAlone) {
+    addItem("fw", "Firmware", 7, 33);
+    EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, item("fw", "other", 99)), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("fw|Firmware|99|33"));
+}
+
+TEST_F(IoDevctl, UpdateItemOfAnUnknownNameSucceedsAndALaterAddTakesItsOwnPercent) {
+    EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, item("fw", "", 80)), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre());
+    send(DCMD_CONSOLE_ADD_ITEM, item("fw", "label", 3));
+    EXPECT_THAT(consoleRows(), ElementsAre("fw|label|3|0"));
+}
+
+TEST_F(IoDevctl, UpdateItemDoesNotLookAtTheLabelOffset) {
+    addItem("fw", "Firmware", 7);
+    for (const int32_t offset : {-1, INT32_MIN, INT32_MAX, 3000}) {
+        EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, itemHeader(0, offset, 9) + std::string("fw\0", 3)),
+                  _RESMGR_NPARTS(1));
+    }
+    EXPECT_THAT(consoleRows(), ElementsAre("fw|Firmware|9|0"));
+}
+
+TEST_F(IoDevctl, UpdateItemNeverTouchesATextLine) {
+    addLine("fw");
+    send(DCMD_CONSOLE_UPDATE_ITEM, item("fw", "", 80));
+    EXPECT_EQ(consoleList->entry->percent, 0);
+}
+
+TEST_F(IoDevctl, UpdateItemKeepsNoMemory) {
+    addItem("fw", "Firmware", 7);
+    const HeapWatch heap;
+    send(DCMD_CONSOLE_UPDATE_ITEM, item("fw", "", 8));
+    send(DCMD_CONSOLE_UPDATE_ITEM, item("no", "", 8));
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(IoDevctl, APayloadShorterThanItsCommandNeedsIsRefused) {
+    consoleStatus.overallPercent = 5;
+    addItem("a", "label", 1);
+    for (size_t length = 0; length < 4; ++length)
+        EXPECT_EQ(send(DCMD_CONSOLE_SET_PERCENT, bytesOf(42).substr(0, length)), EINVAL) << length;
+    for (size_t length = 0; length < 12; ++length) {
+        const std::string cut = itemHeader(0, 0, 42).substr(0, length);
+        EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, cut), EINVAL) << length;
+        EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, cut), EINVAL) << length;
+    }
+    EXPECT_EQ(consoleStatus.overallPercent, 5);
+    EXPECT_THAT(consoleRows(), ElementsAre("a|label|1|0"));
+}
+
+TEST_F(IoDevctl, AMessageThatEndsInItsHeaderIsRefused) {
+    received.assign(kHeaderBytes, 0);
+    io_devctl_t* const message = reinterpret_cast<io_devctl_t*>(received.data());
+    for (const size_t size : {0u, 1u, 15u, 16u}) {
+        message->i.dcmd = static_cast<int32_t>(DCMD_CONSOLE_SET_STATUS);
+        context = {};
+        context.size = size;
+        EXPECT_EQ(consoleIoDevctl(&context, message, &ocb), EINVAL) << size;
+    }
+    EXPECT_EQ(consoleStatus.statusText, nullptr);
+}
+
+TEST_F(IoDevctl, AnOffsetOutsideThePayloadIsRefusedAndChangesNothing) {
+    addItem("abc", "label", 1);
+    const std::string area("abc\0", 4);
+    for (const int32_t outside :
+         {4, 5, 2019, 2020, 2021, INT32_MAX, INT32_MAX - 12, -1, -12, -13, INT32_MIN}) {
+        EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(outside, 0, 9) + area), EINVAL) << outside;
+        EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(1, outside, 9) + area), EINVAL) << outside;
+        EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, itemHeader(outside, 0, 9) + area), EINVAL)
+            << outside;
+    }
+    EXPECT_THAT(consoleRows(), ElementsAre("abc|label|1|0"));
+}
+
+TEST_F(IoDevctl, ARefusedCommandSetsUpNoReplyAndKeepsNoMemory) {
+    const HeapWatch heap;
+    send(DCMD_CONSOLE_ADD_ITEM, itemHeader(0, 100, 9) + std::string("abc\0", 4));
+    send(DCMD_CONSOLE_ADD_ITEM, itemHeader(100, 0, 9) + std::string("abc\0", 4));
+    send(DCMD_CONSOLE_UPDATE_ITEM, itemHeader(100, 0, 9) + std::string("abc\0", 4));
+    EXPECT_EQ(heap.kept(), 0);
+    EXPECT_EQ(context.iov[0].iov_base, nullptr);
+}
+
+TEST_F(IoDevctl, TheLastByteOfThePayloadIsInside) {
+    const std::string area("abc\0", 4);
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(2, 3, 9) + area), _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("c||9|0"));
+}
+
+TEST_F(IoDevctl, AHeaderWithoutAStringAreaIsRefused) {
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(0, 0, 9)), EINVAL);
+    EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, itemHeader(0, 0, 9)), EINVAL);
+}
+
+// Any bytes, with offsets that lie near the payload more often than far from it.
+std::string randomPayload(size_t length, std::mt19937* random) {
+    std::string payload(length, '\0');
+    for (char& byte : payload)
+        byte = static_cast<char>((*random)());
+    if (length >= 12 && (*random)() % 4 != 0) {
+        const auto offset = [&] { return static_cast<int32_t>((*random)() % (length + 8)) - 4; };
+        payload.replace(0, 8, bytesOf(offset()) + bytesOf(offset()));
+    }
+    return payload;
+}
+
+TEST_F(IoDevctl, PayloadsOfEveryLengthWithAnyContentsAreTakenOrRefusedWhole) {
+    std::mt19937 random(4711);
+    for (size_t length = 0; length <= kConsolePayloadBytes; ++length) {
+        for (const uint32_t code : {DCMD_CONSOLE_SET_STATUS, DCMD_CONSOLE_SET_PERCENT,
+                                    DCMD_CONSOLE_ADD_ITEM, DCMD_CONSOLE_UPDATE_ITEM}) {
+            const std::string payload = randomPayload(length, &random);
+            const int result = send(code, payload);
+            ASSERT_TRUE(result == _RESMGR_NPARTS(1) || result == EINVAL) << length;
+            if (code == DCMD_CONSOLE_SET_STATUS && length > 0) {
+                ASSERT_EQ(std::string(consoleStatus.statusText), payload.c_str());
+            }
+        }
+        if (length % 50 == 0)
+            clearConsole();
+    }
+}
+
+TEST_F(IoDevctl, AddItemIsTakenExactlyWhenBothOffsetsLieInside) {
+    std::mt19937 random(815);
+    for (size_t length = 12; length <= 100; ++length) {
+        for (int i = 0; i < 40; ++i) {
+            clearConsole();
+            const std::string payload = randomPayload(length, &random);
+            int32_t offsets[2];
+            memcpy(offsets, payload.data(), sizeof(offsets));
+            const int64_t area = static_cast<int64_t>(length) - 12;
+            const bool inside =
+                offsets[0] >= 0 && offsets[0] < area && offsets[1] >= 0 && offsets[1] < area;
+            ASSERT_EQ(send(DCMD_CONSOLE_ADD_ITEM, payload), inside ? _RESMGR_NPARTS(1) : EINVAL);
+            ASSERT_EQ(consoleRows().size(), inside ? 1u : 0u);
+            if (inside) {
+                const std::string name = payload.substr(12 + offsets[0]).c_str();
+                const std::string label = payload.substr(12 + offsets[1]).c_str();
+                ASSERT_EQ(consoleList->entry->name, name);
+                ASSERT_EQ(consoleList->entry->text, label);
+            }
+        }
+    }
+}
+
+}  // namespace
