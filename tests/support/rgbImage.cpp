@@ -17,6 +17,17 @@ uint8_t visible(int delta) {
     return delta == 0 ? 0 : static_cast<uint8_t>(std::min(255, 63 + abs(delta)));
 }
 
+void writeBytes(const std::string& path, const RgbImage& image, png_uint_32 format,
+                const void* bytes) {
+    png_image png = {};
+    png.version = PNG_IMAGE_VERSION;
+    png.width = static_cast<png_uint_32>(image.width);
+    png.height = static_cast<png_uint_32>(image.height);
+    png.format = format;
+    if (!png_image_write_to_file(&png, path.c_str(), 0, bytes, 0, nullptr))
+        throw std::runtime_error(path + ": " + png.message);
+}
+
 }  // namespace
 
 RgbImage readPng(const std::string& path) {
@@ -38,13 +49,14 @@ RgbImage readPng(const std::string& path) {
 
 void writePng(const std::string& path, const RgbImage& image) {
     static_assert(sizeof(Rgb) == 3, "pixels are written as they lie in memory");
-    png_image png = {};
-    png.version = PNG_IMAGE_VERSION;
-    png.width = static_cast<png_uint_32>(image.width);
-    png.height = static_cast<png_uint_32>(image.height);
-    png.format = PNG_FORMAT_RGB;
-    if (!png_image_write_to_file(&png, path.c_str(), 0, image.pixels.data(), 0, nullptr))
-        throw std::runtime_error(path + ": " + png.message);
+    writeBytes(path, image, PNG_FORMAT_RGB, image.pixels.data());
+}
+
+void writePngWithAlpha(const std::string& path, const RgbImage& image, uint8_t alpha) {
+    std::vector<uint8_t> bytes;
+    for (const Rgb& pixel : image.pixels)
+        bytes.insert(bytes.end(), {pixel.red, pixel.green, pixel.blue, alpha});
+    writeBytes(path, image, PNG_FORMAT_RGBA, bytes.data());
 }
 
 ImageDifference compareImages(const RgbImage& expected, const RgbImage& actual, int tolerance) {

@@ -36,6 +36,7 @@ struct RgbImage {
 // Any PNG file; an alpha channel is dropped, not applied. Throws std::runtime_error.
 RgbImage readPng(const std::string& path);
 void writePng(const std::string& path, const RgbImage& image);
+void writePngWithAlpha(const std::string& path, const RgbImage& image, uint8_t alpha);
 
 struct ImageDifference {
     bool sameSize = true;
