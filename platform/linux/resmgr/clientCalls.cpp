@@ -1,0 +1,133 @@
+#include "resmgr/clientCalls.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr size_t kThreadsKept = 64;  // open files; the clients of one moment, not of a lifetime
+constexpr uint64_t kWriteMax = 0x7ffff000;  // more than that no system call writes
+constexpr uint64_t kPartsMax = 1024;
+
+// A thread whose request is here may still be on its way to sleep; then the file says "running".
+constexpr int kReadsWhileRunning = 1000;
+
+struct Syscall {
+    long number = -1;
+    uint64_t arguments[6] = {};
+};
+
+bool parse(const char* line, Syscall* call) {
+    uint64_t* const a = call->arguments;
+    return sscanf(line, "%ld %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64,
+                  &call->number, &a[0], &a[1], &a[2], &a[3], &a[4], &a[5]) == 7;
+}
+
+// The sum of the parts of a vector write; false when the client's memory cannot be read.
+bool sumParts(pid_t thread, uint64_t address, uint64_t count, uint64_t* total) {
+    iovec parts[kPartsMax];
+    count = std::min(count, kPartsMax);
+    const iovec here = {parts, count * sizeof(iovec)};
+    const iovec there = {reinterpret_cast<void*>(address), count * sizeof(iovec)};
+    const ssize_t copied = process_vm_readv(thread, &here, 1, &there, 1, 0);
+    if (copied < 0 || static_cast<size_t>(copied) != here.iov_len)
+        return false;
+    *total = 0;
+    for (uint64_t i = 0; i < count; ++i)
+        *total += std::min<uint64_t>(parts[i].iov_len, kWriteMax);
+    return true;
+}
+
+CallFacts vectorFacts(const Syscall& call, pid_t thread) {
+    CallFacts facts;
+    if (!sumParts(thread, call.arguments[1], call.arguments[2], &facts.total))
+        return {};
+    facts.call = ClientCall::plain;
+    facts.total = std::min(facts.total, kWriteMax);
+    facts.argument = call.arguments[1];
+    return facts;
+}
+
+CallFacts positionedFacts(const Syscall& call) {
+    return {ClientCall::positioned, 0, call.arguments[1]};
+}
+
+}  // namespace
+
+CallFacts factsOfSyscall(const char* line, pid_t thread) {
+    Syscall call;
+    if (!parse(line, &call))
+        return {};
+    switch (call.number) {
+        case SYS_write:
+            return {ClientCall::plain, std::min(call.arguments[2], kWriteMax), call.arguments[1]};
+        case SYS_writev: return vectorFacts(call, thread);
+        case SYS_pwrite64:
+        case SYS_pwritev: return positionedFacts(call);
+        case SYS_pwritev2:  // at -1 it writes at the descriptor's position, like writev
+            return static_cast<long>(call.arguments[3]) == -1 ? vectorFacts(call, thread)
+                                                              : positionedFacts(call);
+        default: return {};
+    }
+}
+
+CallFacts ClientCalls::read(pid_t thread) {
+    char line[256];
+    if (thread <= 0 || !readLine(thread, line, sizeof(line)))
+        return {};
+    return factsOfSyscall(line, thread);
+}
+
+bool ClientCalls::readLine(pid_t thread, char* line, size_t size) {
+    for (int attempt = 0; attempt < kReadsWhileRunning; ++attempt) {
+        OpenThread* const open = openThread(thread);
+        if (!open)
+            return false;
+        const ssize_t length = pread(open->file.get(), line, size - 1, 0);
+        if (length <= 0) {
+            // The thread that this file was opened for is gone; its number may have a new owner.
+            threads_.erase(thread);
+            if (attempt > 0)
+                return false;
+            continue;
+        }
+        line[length] = '\0';
+        if (strncmp(line, "running", 7) != 0)
+            return true;
+        sched_yield();
+    }
+    return false;
+}
+
+ClientCalls::OpenThread* ClientCalls::openThread(pid_t thread) {
+    const auto known = threads_.find(thread);
+    if (known != threads_.end()) {
+        known->second.lastUsed = ++uses_;
+        return &known->second;
+    }
+    char path[64];
+    snprintf(path, sizeof(path), "/proc/%d/syscall", thread);
+    FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file)
+        return nullptr;
+    if (threads_.size() >= kThreadsKept)
+        dropOldest();
+    OpenThread& added = threads_[thread];
+    added = {std::move(file), ++uses_};
+    return &added;
+}
+
+void ClientCalls::dropOldest() {
+    const auto oldest = std::min_element(
+        threads_.begin(), threads_.end(),
+        [](const auto& a, const auto& b) { return a.second.lastUsed < b.second.lastUsed; });
+    threads_.erase(oldest);
+}

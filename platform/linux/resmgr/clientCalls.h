@@ -1,0 +1,35 @@
+// Reads what system call a client's thread is blocked in, from /proc. That needs the right to trace
+// the client: root has it, others have it for their own processes. Where it cannot be read the
+// answer is "unknown", which is never an error.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <unordered_map>
+
+#include "descriptor/fileDescriptor.h"
+#include "resmgr/writeJoiner.h"
+
+class ClientCalls {
+public:
+    // Call it while the thread's request is unanswered, so that the thread cannot go on.
+    CallFacts read(pid_t thread);
+
+private:
+    struct OpenThread {
+        FileDescriptor file;  // /proc/THREAD/syscall; dies with the thread, so no other is mistaken
+        uint64_t lastUsed = 0;
+    };
+
+    bool readLine(pid_t thread, char* line, size_t size);
+    OpenThread* openThread(pid_t thread);
+    void dropOldest();
+
+    std::unordered_map<pid_t, OpenThread> threads_;
+    uint64_t uses_ = 0;
+};
+
+// What a line of that file says: number and six arguments. `thread` is asked for the parts of a
+// vector write.
+CallFacts factsOfSyscall(const char* line, pid_t thread);

@@ -1,0 +1,38 @@
+// The place in the file system where a node is made: whose it is, what a console that died has left
+// there, and what must not be touched. Whatever speaks against using it is said in one line on
+// standard error, with errno set.
+#pragma once
+
+#include <string>
+
+#include "descriptor/fileDescriptor.h"
+
+// The absolute path, free of links in its folder, of a node at `path`. Empty on failure.
+std::string canonicalNodePath(const std::string& path);
+
+// Held by the one console that serves the node at `path`, a canonical one; lost with its process,
+// however that ends. Empty when another console holds it, even one that is stopped (EBUSY): the
+// path itself is not looked at.
+FileDescriptor lockNode(const std::string& path);
+
+enum class PlaceContent { refused, nothing, emptyFile };
+
+// Removes what a dead console has left at `path`, its mount or its socket, and says what is there
+// now. The caller holds the lock. Anything else than an empty regular file is refused, untouched.
+PlaceContent clearNodePlace(const std::string& path);
+
+// The regular file that a mount needs below it. Made if it is missing, and then removed at the end.
+class MountPoint {
+public:
+    MountPoint() = default;
+    MountPoint(const MountPoint&) = delete;
+    MountPoint& operator=(const MountPoint&) = delete;
+    ~MountPoint();
+
+    bool make(const std::string& path, PlaceContent content);
+    void remove();  // now, whoever made it; it is empty
+
+private:
+    std::string path_;
+    bool made_ = false;
+};

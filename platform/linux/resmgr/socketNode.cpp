@@ -1,0 +1,286 @@
+#include "resmgr/socketNode.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+
+#include "dispatch/eventLoop.h"
+#include "resmgr/socketAddress.h"
+
+namespace {
+
+constexpr int kBacklog = 1024;
+constexpr size_t kPacketRoom = sizeof(DevctlPacket) + kDevctlPacketBytes;
+constexpr size_t kDescriptorsPassed = 8;  // room for what a client passes; one is right
+
+// Each client needs a descriptor, and one more while its request is collected.
+void raiseDescriptorLimit() {
+    rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+bool isAnswerSocket(int fd) {
+    return devctlIsSocket(fd) != 0;
+}
+
+// Closing something of a client's choice may block, a file of a file system of its own say. Sockets
+// like our own do not.
+void closeStranger(FileDescriptor stranger) {
+    if (isAnswerSocket(stranger.get()))
+        return;
+    std::thread([fd = stranger.release()] { FileDescriptor closing(fd); }).detach();
+}
+
+// The descriptor that came with a packet; none unless it is a single one that can take an answer.
+FileDescriptor takePassed(msghdr* message) {
+    std::vector<FileDescriptor> passed;
+    for (cmsghdr* part = CMSG_FIRSTHDR(message); part; part = CMSG_NXTHDR(message, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
+            continue;
+        const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
+        for (size_t i = 0; i < count; ++i) {
+            int fd;
+            memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof(fd));
+            passed.emplace_back(fd);
+        }
+    }
+    const bool truncated = (message->msg_flags & MSG_CTRUNC) != 0;
+    if (passed.size() == 1 && !truncated && isAnswerSocket(passed[0].get()))
+        return std::move(passed[0]);
+    for (FileDescriptor& stranger : passed)
+        closeStranger(std::move(stranger));
+    return {};
+}
+
+// What came with the first packet of a request: the header's length and the packet's agree.
+bool wellFormed(const DevctlPacket& packet, size_t received) {
+    return packet.magic == kDevctlPacketMagic && packet.length <= DEVCTL_MAX_WRITE &&
+           received == sizeof(packet) + std::min<uint64_t>(packet.length, kDevctlPacketBytes);
+}
+
+DeviceReply refusal(int error) {
+    DeviceReply reply;
+    reply.error = error;
+    return reply;
+}
+
+ClientId clientOf(int socket) {
+    ucred credentials = {};
+    socklen_t size = sizeof(credentials);
+    getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
+    return {credentials.pid, credentials.pid};
+}
+
+}  // namespace
+
+std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t mode,
+                                               const DeviceServer& server) {
+    std::unique_ptr<SocketNode> node(new SocketNode(server));
+    if (node->bindAndListen(path, mode))
+        return node;
+    fprintf(stderr, "velkaris: %s: cannot listen: %s\n", path.c_str(), strerror(errno));
+    return nullptr;
+}
+
+SocketNode::SocketNode(const DeviceServer& server)
+    : server_(server), packet_(new char[kPacketRoom]) {}
+
+bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
+    raiseDescriptorLimit();
+    spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    listener_.reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const SocketAddress address(path);
+    if (!listener_ || !address || bind(listener_.get(), address.get(), address.size()) != 0)
+        return false;
+    path_ = path;
+    struct stat made;
+    const auto accept = [](void* node, resmgr_context_t*) {
+        static_cast<SocketNode*>(node)->acceptClient();
+    };
+    if (lstat(path.c_str(), &made) != 0)
+        return false;
+    inode_ = made.st_ino;
+    return chmod(path.c_str(), mode & 0777) == 0 && ::listen(listener_.get(), kBacklog) == 0 &&
+           eventLoopServe(listener_.get(), accept, this);
+}
+
+SocketNode::~SocketNode() {
+    while (!connections_.empty())
+        drop(nullptr, connections_.begin()->second.get());
+    if (listener_)
+        eventLoopForget(listener_.get());
+    struct stat found;
+    if (!path_.empty() && lstat(path_.c_str(), &found) == 0 && S_ISSOCK(found.st_mode) &&
+        found.st_ino == inode_)
+        unlink(path_.c_str());
+}
+
+void SocketNode::acceptClient() {
+    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (!socket) {
+        if (errno == EMFILE || errno == ENFILE)
+            refuseClient();
+        return;
+    }
+    auto connection = std::make_unique<Connection>();
+    const int fd = socket.get();
+    connection->node = this;
+    connection->client = clientOf(fd);
+    connection->socket = std::move(socket);
+    // Nothing is ever sent this way: whoever reads from it finds the end of file at once.
+    shutdown(fd, SHUT_WR);
+    const auto serve = [](void* data, resmgr_context_t* ctp) {
+        auto* const ready = static_cast<Connection*>(data);
+        ready->node->receiveRequest(ctp, ready);
+    };
+    if (eventLoopServe(fd, serve, connection.get()))
+        connections_[fd] = std::move(connection);
+}
+
+// Without a descriptor to accept it with, a client would stay at the head of the queue for ever.
+void SocketNode::refuseClient() {
+    spare_.reset();
+    FileDescriptor refused(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    refused.reset();
+    spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
+}
+
+void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
+    alignas(cmsghdr) char control[CMSG_SPACE(kDescriptorsPassed * sizeof(int))];
+    iovec room = {packet_.get(), kPacketRoom};
+    msghdr message = {};
+    message.msg_iov = &room;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof(control);
+    const ssize_t received = recvmsg(connection->socket.get(), &message, MSG_CMSG_CLOEXEC);
+    if (received < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+
+    FileDescriptor channel = received >= 0 ? takePassed(&message) : FileDescriptor();
+    DevctlPacket packet = {};
+    if (received >= static_cast<ssize_t>(sizeof(packet)))
+        memcpy(&packet, packet_.get(), sizeof(packet));
+    const bool whole = received > 0 && (message.msg_flags & MSG_TRUNC) == 0;
+    if (!whole || !channel || !wellFormed(packet, static_cast<size_t>(received))) {
+        drop(ctp, connection);
+        return;
+    }
+    serveRequest(ctp, connection, packet, packet_.get() + sizeof(packet),
+                 static_cast<size_t>(received) - sizeof(packet), std::move(channel));
+}
+
+void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
+                              const DevctlPacket& packet, const char* data, size_t size,
+                              FileDescriptor channel) {
+    DevctlMessage message;
+    DeviceReply reply;
+    if (packet.kind == kDevctlPacketOpen)
+        reply = connection->ocb ? refusal(EINVAL)
+                                : server_.open(ctp, connection->client,
+                                               static_cast<int>(packet.argument), &connection->ocb);
+    else if (!connection->ocb)
+        reply = refusal(EBADF);
+    else if (packet.kind == kDevctlPacketCommand)
+        reply = serveCommand(ctp, *connection, data, size, &message);
+    else if (packet.kind != kDevctlPacketWrite)
+        reply = refusal(EINVAL);
+    else if (packet.length > size)
+        return collect(ctp, connection, packet.length, data, size, std::move(channel));
+    else
+        reply = server_.write(ctp, connection->client, connection->ocb, data, size);
+    answer(std::move(channel), reply, &message);
+}
+
+DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& connection,
+                                     const char* data, size_t size, DevctlMessage* message) {
+    if (size < kDevctlHeaderBytes || size > sizeof(*message))
+        return refusal(EINVAL);
+    memset(message, 0, sizeof(*message));
+    memcpy(message, data, size);
+    return server_.devctl(ctp, connection.client, connection.ocb, message, size, sizeof(*message));
+}
+
+// The rest comes through the channel; until it is complete, the connection rests.
+void SocketNode::collect(resmgr_context_t* ctp, Connection* connection, uint64_t length,
+                         const char* data, size_t size, FileDescriptor channel) {
+    const auto serve = [](void* waiting, resmgr_context_t* context) {
+        auto* const ready = static_cast<Connection*>(waiting);
+        ready->node->receiveRest(context, ready);
+    };
+    if (!connection->data.append(data, size) || !eventLoopServe(channel.get(), serve, connection)) {
+        connection->data.clear();
+        answer(std::move(channel), refusal(ENOMEM), nullptr);
+        drop(ctp, connection);
+        return;
+    }
+    eventLoopForget(connection->socket.get());
+    connection->expected = length;
+    connection->channel = std::move(channel);
+}
+
+void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
+    const ssize_t received =
+        recv(connection->channel.get(), packet_.get(), kPacketRoom, MSG_DONTWAIT);
+    if (received < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+    const size_t left = connection->expected - connection->data.size();
+    // A client that died in the middle has written nothing: it was promised nothing yet.
+    if (received <= 0 || static_cast<size_t>(received) > left)
+        return drop(ctp, connection);
+    DeviceReply reply;
+    if (!connection->data.append(packet_.get(), static_cast<size_t>(received)))
+        reply = refusal(ENOMEM);
+    else if (connection->data.size() < connection->expected)
+        return;
+    else
+        reply = server_.write(ctp, connection->client, connection->ocb, connection->data.data(),
+                              connection->data.size());
+
+    eventLoopForget(connection->channel.get());
+    answer(std::move(connection->channel), reply, nullptr);
+    connection->data.clear();
+    const auto serve = [](void* data, resmgr_context_t* context) {
+        auto* const ready = static_cast<Connection*>(data);
+        ready->node->receiveRequest(context, ready);
+    };
+    if (!eventLoopServe(connection->socket.get(), serve, connection))
+        drop(ctp, connection);
+}
+
+// The channel is the client's own and empty, so there is room in it; a client that has gone is no
+// concern.
+void SocketNode::answer(FileDescriptor channel, const DeviceReply& reply, const void* data) {
+    if (reply.none) {
+        unanswered_.push_back(std::move(channel));
+        return;
+    }
+    DevctlAnswer head = {};
+    head.status = reply.error;
+    head.result = reply.result;
+    const iovec parts[] = {{&head, sizeof(head)}, {const_cast<void*>(data), reply.bytes}};
+    msghdr message = {};
+    message.msg_iov = const_cast<iovec*>(parts);
+    message.msg_iovlen = reply.bytes > 0 ? 2 : 1;
+    sendmsg(channel.get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void SocketNode::drop(resmgr_context_t* ctp, Connection* connection) {
+    if (connection->channel)
+        eventLoopForget(connection->channel.get());
+    eventLoopForget(connection->socket.get());
+    if (connection->ocb)
+        server_.close(ctp, connection->ocb);
+    connections_.erase(connection->socket.get());
+}
