@@ -93,17 +93,27 @@ std::string XServer::caption(uint32_t window) const {
     return caption;
 }
 
-bool XServer::wantsFullScreen(uint32_t window) const {
-    Atom type = 0;
+std::vector<long> XServer::property(uint32_t window, const char* property,
+                                    unsigned long type) const {
+    Atom actualType = 0;
     int format = 0;
     unsigned long count = 0, left = 0;
     unsigned char* data = nullptr;
-    XGetWindowProperty(client->display, window, client->atom("_NET_WM_STATE"), 0, 1, False, XA_ATOM,
-                       &type, &format, &count, &left, &data);
-    const bool wants =
-        count == 1 && *reinterpret_cast<Atom*>(data) == client->atom("_NET_WM_STATE_FULLSCREEN");
+    XGetWindowProperty(client->display, window, client->atom(property), 0, 16, False, type,
+                       &actualType, &format, &count, &left, &data);
+    const auto* values = reinterpret_cast<const long*>(data);
+    const std::vector<long> copied(values, values + count);
     XFree(data);
-    return wants;
+    return copied;
+}
+
+bool XServer::wantsFullScreen(uint32_t window) const {
+    return property(window, "_NET_WM_STATE", XA_ATOM) ==
+           std::vector<long>{static_cast<long>(client->atom("_NET_WM_STATE_FULLSCREEN"))};
+}
+
+std::vector<long> XServer::opaqueRegion(uint32_t window) const {
+    return property(window, "_NET_WM_OPAQUE_REGION", XA_CARDINAL);
 }
 
 void XServer::closeByUser(uint32_t window) const {

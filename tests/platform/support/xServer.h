@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/support/childProcess.h"
 #include "platform/support/pictureFiles.h"
@@ -23,6 +24,8 @@ public:
     Picture picture(uint32_t window) const;
     std::string caption(uint32_t window) const;
     bool wantsFullScreen(uint32_t window) const;
+    // The part that a compositor may take as opaque: x, y, width, height; empty if it says nothing.
+    std::vector<long> opaqueRegion(uint32_t window) const;
 
     void closeByUser(uint32_t window) const;   // as a window manager asks a window to close
     void destroy(uint32_t window) const;       // by a client that it does not belong to
@@ -31,6 +34,7 @@ public:
 private:
     struct Client;
     XServer();
+    std::vector<long> property(uint32_t window, const char* property, unsigned long type) const;
 
     std::unique_ptr<ChildProcess> server;
     std::string name;

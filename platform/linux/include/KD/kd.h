@@ -58,8 +58,8 @@ KD_API void KD_APIENTRY kdSetTLS(void* pointer);
 KD_API void* KD_APIENTRY kdGetTLS(void);
 
 // The one window of the process, owned by this library until the process ends. Null with KD_EPERM
-// for a second one, KD_EINVAL for a display that this library did not open, KD_EIO or KD_ENOMEM
-// when the display has none to give.
+// for a second one, KD_EINVAL for a display or config that EGL does not know, KD_EIO when there is
+// no display to show it on.
 KD_API KDWindow* KD_APIENTRY kdCreateWindow(EGLDisplay display, EGLConfig config,
                                             void* eventuserptr);
 

@@ -139,6 +139,14 @@ void setNames(const std::string& caption, const std::string& id) {
     XSetWMProtocols(connection, window, &deleteWindow, 1);
 }
 
+// The service blends into the surface's alpha as well, and a compositor would let the desktop shine
+// through wherever that leaves less than full alpha.
+void declareOpaque(const DisplaySize& size) {
+    const long area[4] = {0, 0, size.width, size.height};
+    XChangeProperty(connection, window, atom("_NET_WM_OPAQUE_REGION"), XA_CARDINAL, 32,
+                    PropModeReplace, reinterpret_cast<const unsigned char*>(area), 4);
+}
+
 void fixSize(const DisplaySize& size) {
     XSizeHints hints{};
     hints.flags = PMinSize | PMaxSize;
@@ -188,6 +196,7 @@ int realize(const WindowRequest& request, EGLNativeWindowType* native) {
     const DisplaySize size = asked ? request.size : displaySize;
     createWindow(*visual, size);
     setNames(request.caption, request.id);
+    declareOpaque(size);
     isFullScreen ? fillScreen() : fixSize(size);
     XMapRaised(connection, window);
     waitUntilMapped();

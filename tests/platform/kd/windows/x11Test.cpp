@@ -85,6 +85,11 @@ TEST_F(X11Window, ShowsExactlyWhatIsDrawn) {
     EXPECT_EQ(readPng(folder.file("c/latest.png")).rgba, seen.rgba);
 }
 
+TEST_F(X11Window, LetsNothingShineThrough) {
+    start("x11:320x200", "320x200");
+    EXPECT_EQ(server->opaqueRegion(server->onlyWindow()), (std::vector<long>{0, 0, 320, 200}));
+}
+
 TEST_F(X11Window, CarriesItsCaption) {
     start("x11:320x200", "320x200");
     EXPECT_EQ(server->caption(server->onlyWindow()), "16");
