@@ -84,6 +84,7 @@ TEST(WindowProcess, RefusesWrongSettingsWithOneLine) {
     } cases[] = {
         {"mirror", "no window backend \"mirror\""},
         {"mirror:1x1", "no window backend \"mirror\""},
+        {":8x8", "no window backend \"\""},
         {"HEADLESS", "no window backend \"HEADLESS\""},
         {"headless:10", "headless:10 is no size"},
         {"headless:10x", "headless:10x is no size"},

@@ -116,6 +116,26 @@ std::vector<long> XServer::opaqueRegion(uint32_t window) const {
     return property(window, "_NET_WM_OPAQUE_REGION", XA_CARDINAL);
 }
 
+void XServer::manage() const {
+    XSelectInput(client->display, DefaultRootWindow(client->display), SubstructureRedirectMask);
+    XSync(client->display, False);
+}
+
+uint32_t XServer::awaitMapRequest() const {
+    for (;;) {
+        XEvent event;
+        XNextEvent(client->display, &event);
+        if (event.type == MapRequest)
+            return static_cast<uint32_t>(event.xmaprequest.window);
+    }
+}
+
+void XServer::mapWithSize(uint32_t window, unsigned width, unsigned height) const {
+    XResizeWindow(client->display, window, width, height);
+    XMapWindow(client->display, window);
+    XFlush(client->display);
+}
+
 void XServer::closeByUser(uint32_t window) const {
     XEvent event{};
     event.xclient.type = ClientMessage;

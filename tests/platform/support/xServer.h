@@ -27,6 +27,11 @@ public:
     // The part that a compositor may take as opaque: x, y, width, height; empty if it says nothing.
     std::vector<long> opaqueRegion(uint32_t window) const;
 
+    // A window manager's part: from manage() on, windows wait until somebody maps them.
+    void manage() const;
+    uint32_t awaitMapRequest() const;
+    void mapWithSize(uint32_t window, unsigned width, unsigned height) const;
+
     void closeByUser(uint32_t window) const;   // as a window manager asks a window to close
     void destroy(uint32_t window) const;       // by a client that it does not belong to
     void killClientOf(uint32_t window) const;  // as xkill does

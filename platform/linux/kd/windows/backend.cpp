@@ -38,7 +38,8 @@ const WindowBackend* findBackend(const std::string& name) {
 
 std::optional<OpenedBackend> open() {
     const LayerSettings settings = readLayerSettings();
-    const bool automatic = settings.windowBackend.empty();
+    // An argument alone is a mistake: what it means depends on the backend.
+    const bool automatic = settings.windowBackend.empty() && settings.windowArgument.empty();
     const WindowBackend* backend = automatic ? firstPresent() : findBackend(settings.windowBackend);
     if (!backend)
         return std::nullopt;

@@ -24,11 +24,14 @@ protected:
 
     // Starts a console, which says that it draws on `size` pixels.
     void start(const std::string& setting, const std::string& size) {
+        launch(setting);
+        ASSERT_THAT(child->readLine(), HasSubstr("drawing " + size)) << child->errors();
+    }
+    void launch(const std::string& setting) {
         child = std::make_unique<ChildProcess>(
             std::vector<std::string>{VELKARIS_WINDOW_PROGRAM},
             std::vector<std::string>{"VELKARIS_WINDOW=" + setting, server->variable(),
                                      "WAYLAND_DISPLAY=", "VELKARIS_CAPTURE=" + folder.file("c")});
-        ASSERT_THAT(child->readLine(), HasSubstr("drawing " + size)) << child->errors();
     }
     void draw() {
         child->send("fill 0 0 9999 9999 10 20 30 255");
@@ -83,6 +86,14 @@ TEST_F(X11Window, ShowsExactlyWhatIsDrawn) {
     EXPECT_EQ(seen.at(50, 180), (Bytes{10, 20, 30, 255}));
     EXPECT_EQ(seen.at(49, 179), (Bytes{10, 20, 30, 255}));
     EXPECT_EQ(readPng(folder.file("c/latest.png")).rgba, seen.rgba);
+}
+
+TEST_F(X11Window, DrawsAtTheSizeThatTheWindowManagerGivesIt) {
+    server->manage();
+    launch("x11");
+    server->mapWithSize(server->awaitMapRequest(), 600, 350);
+    EXPECT_EQ(child->readLine(), "screen 640x400, drawing 600x350");
+    EXPECT_EQ(child->errors(), "");
 }
 
 TEST_F(X11Window, LetsNothingShineThrough) {
