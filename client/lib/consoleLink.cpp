@@ -31,6 +31,14 @@ int writeText(int fd, const std::string& text) {
     return static_cast<size_t>(written) == text.size() ? 0 : EIO;
 }
 
+int sendOne(int fd, const Message& message) {
+    if (message.code == kWrittenText)
+        return writeText(fd, message.bytes);
+    // The command only reads the payload; the interface takes it as writable for those that answer.
+    void* payload = const_cast<char*>(message.bytes.data());
+    return devctl(fd, static_cast<int>(message.code), payload, message.bytes.size(), nullptr);
+}
+
 }  // namespace
 
 int ConsoleLink::connect() {
@@ -40,34 +48,29 @@ int ConsoleLink::connect() {
     return fd_ ? 0 : reported(errno);
 }
 
-int ConsoleLink::sendOnce(const Message& message) {
-    if (message.code == kWrittenText)
-        return writeText(fd_.get(), message.bytes);
-    // The command only reads the payload; the interface takes it as writable for those that answer.
-    void* payload = const_cast<char*>(message.bytes.data());
-    return devctl(fd_.get(), static_cast<int>(message.code), payload, message.bytes.size(),
-                  nullptr);
+int ConsoleLink::sendAll(const std::vector<Message>& messages) {
+    for (const Message& message : messages) {
+        if (const int error = sendOne(fd_.get(), message))
+            return error;
+    }
+    return 0;
 }
 
-int ConsoleLink::send(const Message& message) {
-    const bool wasConnected = static_cast<bool>(fd_);
-    if (const int error = connect())
-        return error;
-    int error = sendOnce(message);
-    if (!meansGone(error))
-        return error;
-    disconnect();
-    if (!wasConnected)
-        return ENODEV;
-    error = connect();
-    if (error == 0)
-        error = sendOnce(message);
-    if (meansGone(error))
+int ConsoleLink::send(const std::vector<Message>& messages) {
+    for (;;) {
+        const bool wasConnected = static_cast<bool>(fd_);
+        if (const int error = connect())
+            return error;
+        const int error = sendAll(messages);
+        if (!meansGone(error))
+            return error;
         disconnect();
-    return reported(error);
+        if (!wasConnected)
+            return ENODEV;
+    }
 }
 
 int ConsoleLink::check() {
-    const int error = send(checkMessage());
+    const int error = send({checkMessage()});
     return error == ENOSYS || error == ENOTTY ? 0 : error;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "lib/message.h"
 #include "lib/ownedFd.h"
@@ -15,14 +16,14 @@ public:
     int connect();
     int check();
 
-    // Sends one message. If the console that was connected is gone, the one that took its place
-    // gets the message: what the old one may have taken of it went with it.
-    int send(const Message& message);
+    // Sends messages that belong together. If the console that was connected is gone, the one that
+    // took its place gets them all: what the old one may have taken went with it.
+    int send(const std::vector<Message>& messages);
 
     void disconnect() { fd_.reset(); }
 
 private:
-    int sendOnce(const Message& message);
+    int sendAll(const std::vector<Message>& messages);
 
     std::string path_;
     OwnedFd fd_;

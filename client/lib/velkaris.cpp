@@ -51,13 +51,7 @@ void velkaris_console::disconnect() {
 }
 
 int velkaris_console::send(std::vector<Message> messages) {
-    const auto job = [link = link, messages = std::move(messages)] {
-        for (const Message& message : messages) {
-            if (const int error = link->send(message))
-                return error;
-        }
-        return 0;
-    };
+    const auto job = [link = link, messages = std::move(messages)] { return link->send(messages); };
     return worker.run(job, limit);
 }
 

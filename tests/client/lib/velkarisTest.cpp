@@ -34,7 +34,7 @@ protected:
         return error;
     }
     void restart() {
-        node.reset();
+        // The new one takes the path before the old one lets its clients go.
         node = std::make_unique<FakeConsole>(path);
     }
 
@@ -141,6 +141,18 @@ TEST_F(Velkaris, FindsARestartedConsoleAtTheNextCall) {
     node = std::make_unique<FakeConsole>(path);
     EXPECT_EQ(velkaris_write(console.get(), "three\n", 6), 0);
     EXPECT_THAT(node->received(), ElementsAre(sentText("three\n")));
+}
+
+TEST_F(Velkaris, PutsAnItemWholeOnAConsoleThatIsRestartedInTheMiddle) {
+    ASSERT_EQ(open(), 0);
+    node->stallAfter(1);
+    std::thread disturber([&] {
+        node->waitFor(2);
+        restart();
+    });
+    EXPECT_EQ(velkaris_put_item(console.get(), "fw", "Firmware", 7), 0);
+    disturber.join();
+    EXPECT_THAT(node->received(), ElementsAre(sentAdd("fw", "Firmware", 7), sentUpdate("fw", 7)));
 }
 
 TEST_F(Velkaris, AConsoleThatDoesNotAnswerHoldsNobodyUp) {

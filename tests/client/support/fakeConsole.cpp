@@ -104,10 +104,11 @@ void FakeConsole::serve() {
             const std::lock_guard lock(mutex_);
             if (request.packet.kind != kDevctlPacketOpen)
                 received_.push_back(recorded(request));
-            if (stalled_)
+            if (stalled_ && answersLeft_ == 0)
                 heldBack_.emplace_back(std::move(request.channel), result);
             else
                 answer(request.channel.get(), status, result);
+            answersLeft_ -= answersLeft_ > 0 ? 1 : 0;
             came_.notify_all();
         }
         if (waits[1].revents)
@@ -123,6 +124,12 @@ void FakeConsole::answer(int channel, int status, int64_t result) {
     packet.answer.status = status;
     packet.answer.result = result;
     send(channel, &packet, sizeof packet, MSG_NOSIGNAL);
+}
+
+void FakeConsole::stallAfter(size_t count) {
+    const std::lock_guard lock(mutex_);
+    stalled_ = true;
+    answersLeft_ = count;
 }
 
 void FakeConsole::resume() {

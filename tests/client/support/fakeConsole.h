@@ -2,7 +2,6 @@
 // Made to be stalled, and to die and come back at the same path, at exactly the moment a test says.
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -26,7 +25,9 @@ public:
     ~FakeConsole();
 
     // From now on requests are recorded but not answered.
-    void stall() { stalled_ = true; }
+    void stall() { stallAfter(0); }
+    // The same once `count` more requests have been answered.
+    void stallAfter(size_t count);
     // Answers what was held back and all that follows.
     void resume();
 
@@ -44,8 +45,9 @@ private:
     std::string path_;
     OwnedFd listener_;
     OwnedFd stop_;
-    std::atomic<bool> stalled_{false};
     std::mutex mutex_;
+    bool stalled_ = false;
+    size_t answersLeft_ = 0;  // before the stall
     std::condition_variable came_;
     std::vector<Received> received_;
     std::vector<std::pair<OwnedFd, int64_t>> heldBack_;
