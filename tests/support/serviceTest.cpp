@@ -41,7 +41,7 @@ void ServiceTest::SetUp() {
     appSettings = kInitialSettings;
     fontAtlas = {};
     logoImage = {};
-    optind = 1;
+    optind = 0;  // getopt starts all over
     clearConsole();
     clearCalls();
 }

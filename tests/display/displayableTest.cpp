@@ -1,0 +1,525 @@
+// Bring-up step by step, each step's failure, the screen query and the swap.
+#include "display/displayable.h"
+
+#include <GLES2/gl2.h>
+#include <gmock/gmock.h>
+
+#include <array>
+
+#include "support/callLog.h"
+#include "support/fakeDisplay.h"
+#include "support/fakeGl.h"
+#include "support/linkWraps.h"
+#include "support/outputCapture.h"
+#include "support/serviceTest.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+// An object of its own, so that each test starts from a fresh one, with its insides open.
+class OpenDisplayable : public CDisplayable {
+public:
+    using CDisplayable::display;
+    using CDisplayable::fetchScreenSize;
+    using CDisplayable::height;
+    using CDisplayable::initialised;
+    using CDisplayable::semaphore;
+    using CDisplayable::surface;
+    using CDisplayable::width;
+};
+
+class Displayable : public ServiceTest {
+protected:
+    // Runs init(), which must give `result`, and keeps what it wrote.
+    void init(int32_t result) {
+        output = outputOf([&] { EXPECT_EQ(displayable.init(), result); });
+    }
+
+    // init() fails with this line on standard error, the last of its progress being `progress`.
+    void expectFailure(const std::string& error, const std::string& progress) {
+        init(0);
+        EXPECT_EQ(output.err, "[Velkaris] " + error + "\n");
+        EXPECT_EQ(lastLine(output.out), "[Velkaris] " + progress);
+    }
+
+    static std::string lastLine(const std::string& text) {
+        const size_t end = text.size() - 1;
+        return text.substr(text.rfind('\n', end - 1) + 1, end - text.rfind('\n', end - 1) - 1);
+    }
+
+    int posts() {
+        int value = -1;
+        sem_getvalue(&displayable.semaphore, &value);
+        return value;
+    }
+
+    OpenDisplayable displayable;
+    Output output;
+};
+
+using DisplayableInit = Displayable;
+using ScreenSize = Displayable;
+using ConfigChoice = Displayable;
+
+TEST_F(Displayable, StartsWithNothingKnown) {
+    EXPECT_FALSE(displayable.initialised);
+    EXPECT_EQ(displayable.display, nullptr);
+    EXPECT_EQ(displayable.surface, nullptr);
+    EXPECT_EQ(displayable.getWidth(), 0u);
+    EXPECT_EQ(displayable.getHeight(), 0u);
+    EXPECT_EQ(posts(), 0);
+}
+
+TEST_F(Displayable, HasOneInstance) {
+    CDisplayable* const first = CDisplayable::getInstance();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(CDisplayable::getInstance(), first);
+}
+
+// The instance is made once a process; the statement runs in a new one.
+TEST(DisplayableDeathTest, WithoutMemoryThereIsNoInstanceAndTheNextCallTriesAgain) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            heapWraps.failsNew = true;
+            const bool none = !CDisplayable::getInstance() && !CDisplayable::getInstance();
+            heapWraps.failsNew = false;
+            CDisplayable* const made = CDisplayable::getInstance();
+            heapWraps.failsNew = true;
+            _exit(none && made && CDisplayable::getInstance() == made ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(DisplayableInit, MakesTheseCallsInThisOrder) {
+    init(1);
+    EXPECT_THAT(
+        calls(),
+        ElementsAre(
+            "eglGetDisplay(default)", "eglInitialize(display, null, null)",
+            "eglGetConfigs(display, null, 0)", "eglGetConfigs(display, array, 1)",
+            "eglGetConfigAttrib(display, config 0, EGL_CONFIG_ID)",
+            "eglGetConfigAttrib(display, config 0, EGL_SURFACE_TYPE)",
+            "eglGetConfigAttrib(display, config 0, EGL_RENDERABLE_TYPE)",
+            "eglGetConfigAttrib(display, config 0, EGL_RED_SIZE)",
+            "eglGetConfigAttrib(display, config 0, EGL_GREEN_SIZE)",
+            "eglGetConfigAttrib(display, config 0, EGL_BLUE_SIZE)",
+            "eglGetConfigAttrib(display, config 0, EGL_ALPHA_SIZE)", "eglBindAPI(0x30A0)",
+            "eglCreateContext(display, config 0, null, {0x3098, 2, 0x3038, 0x3038})",
+            "screen_create_context(0)", "screen_get_context_property_iv(screen, 59)",
+            "screen_get_context_property_pv(screen, 60)",
+            "screen_get_display_property_iv(first display, 40)", "screen_destroy_context(screen)",
+            "kdCreateWindow(display, config 0, null)", "kdSetWindowPropertycv(window, 1002, 16)",
+            "kdSetWindowPropertycv(window, 69, 16)",
+            "kdSetWindowPropertyiv(window, 66, {1280, 480})",
+            "kdRealizeWindow(window, null handle)",
+            "eglCreateWindowSurface(display, config 0, native window, null)",
+            "eglMakeCurrent(display, surface, surface, context)", "glGetIntegerv(GL_VIEWPORT)"));
+}
+
+TEST_F(DisplayableInit, PrintsTheseLines) {
+    fakeGl.viewport = {1, 2, 800, 600};
+    init(1);
+    EXPECT_EQ(output.out,
+              "[Velkaris] CDisplayable init()\n"
+              "[Velkaris] getting display ...\n"
+              "[Velkaris] initializing egl...\n"
+              "[Velkaris] egl initialized.\n"
+              "[Velkaris] Get egl configs\n"
+              "[Velkaris] choose config 7\n"
+              "[Velkaris] Creating context...\n"
+              "[Velkaris] screen resolution fetched: [1280x480]\n"
+              "[Velkaris] Context got. Creating KD window...\n"
+              "[Velkaris] kdWindow got [1280x480]. Realizing native window...\n"
+              "[Velkaris] Window created.  Creating surface ...\n"
+              "[Velkaris] Surface created.  Make current\n"
+              "[Velkaris] Getting viewport size...\n"
+              "[Velkaris] ok\n"
+              "[Velkaris] Viewport size got (1, 2, 800, 600)\n");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(DisplayableInit, TheDrawablesSizeWins) {
+    fakeGl.viewport = {0, 0, 800, 600};
+    init(1);
+    EXPECT_EQ(displayable.getWidth(), 800u);
+    EXPECT_EQ(displayable.getHeight(), 600u);
+}
+
+TEST_F(DisplayableInit, KeepsDisplayAndSurfaceAndNeverTheFlag) {
+    init(1);
+    EXPECT_NE(displayable.display, nullptr);
+    EXPECT_NE(displayable.surface, nullptr);
+    EXPECT_FALSE(displayable.initialised);
+}
+
+TEST_F(DisplayableInit, OfAnInitialisedObjectSucceedsAtOnce) {
+    displayable.initialised = true;
+    init(1);
+    EXPECT_EQ(output.out, "[Velkaris] CDisplayable init()\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_THAT(calls(), ElementsAre());
+}
+
+TEST_F(DisplayableInit, FailsWithoutADisplay) {
+    fakeEgl.hasDisplay = false;
+    expectFailure("Error: can't get EGL display.", "getting display ...");
+    EXPECT_THAT(calls(), ElementsAre("eglGetDisplay(default)"));
+}
+
+TEST_F(DisplayableInit, FailsWhenEglDoesNotInitialise) {
+    for (const EGLBoolean notTrue : {0u, 2u}) {
+        fakeEgl.initializeResult = notTrue;
+        expectFailure("Error: can't init EGL display.", "initializing egl...");
+        EXPECT_EQ(callCount("eglTerminate"), 0);
+        EXPECT_NE(displayable.display, nullptr);
+    }
+}
+
+TEST_F(DisplayableInit, FailsWhenConfigsCannotBeCounted) {
+    for (const EGLBoolean notTrue : {0u, 2u}) {
+        fakeEgl.countConfigsResult = notTrue;
+        clearCalls();
+        expectFailure("Error: can't get EGL configs.", "Get egl configs");
+        EXPECT_EQ(calls().back(), "eglTerminate(display)");
+        EXPECT_EQ(displayable.display, nullptr);
+    }
+}
+
+TEST_F(DisplayableInit, FailsWithoutConfigs) {
+    fakeEgl.configs.clear();
+    expectFailure("Error: can't get EGL configs.", "Get egl configs");
+    EXPECT_EQ(calls().back(), "eglTerminate(display)");
+    EXPECT_EQ(displayable.display, nullptr);
+}
+
+TEST_F(DisplayableInit, FailsWithoutMemoryForTheConfigs) {
+    fakeEgl.configs.assign(1234, fittingConfig(7));
+    heapWraps.failingSize = 1234 * sizeof(EGLConfig);
+    expectFailure("could not allocate memory for 1234 EGL configs", "Get egl configs");
+    EXPECT_EQ(callCount("eglTerminate"), 0);
+    EXPECT_NE(displayable.display, nullptr);
+}
+
+TEST_F(DisplayableInit, FailsWhenTheConfigsCannotBeRead) {
+    fakeEgl.configs.assign(3, fittingConfig(7));
+    fakeEgl.configsMissingAtFill = 1;
+    fakeEgl.fillConfigsResult = EGL_FALSE;
+    const HeapWatch heap;
+    expectFailure("can't get 2 configs", "Get egl configs");
+    EXPECT_EQ(heap.kept(), 0);
+    EXPECT_EQ(callCount("eglTerminate"), 0);
+}
+
+TEST_F(DisplayableInit, AnyResultOfReadingTheConfigsButFalseIsSuccess) {
+    fakeEgl.fillConfigsResult = 2;
+    init(1);
+}
+
+TEST_F(DisplayableInit, FailsWithoutAContext) {
+    fakeEgl.createsContext = false;
+    expectFailure("ERROR: can't create EGL context.", "Creating context...");
+    EXPECT_EQ(calls().back(), "eglTerminate(display)");
+    EXPECT_EQ(displayable.display, nullptr);
+    EXPECT_EQ(callCount("screen_"), 0);
+}
+
+TEST_F(DisplayableInit, FailsWithoutAWindow) {
+    fakeKd.createsWindow = false;
+    fakeKd.error = 25;
+    expectFailure("Error: kdCreateWindow() failed with error: 25",
+                  "Context got. Creating KD window...");
+    EXPECT_EQ(calls().back(), "kdGetError()");
+    EXPECT_EQ(callCount("eglTerminate"), 0);
+}
+
+TEST_F(DisplayableInit, GoesOnWhenThePropertiesAreRefused) {
+    fakeKd.propertyResult = -1;
+    init(1);
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(callCount("kdSetWindowProperty"), 3);
+}
+
+TEST_F(DisplayableInit, FailsWhenTheWindowIsNotRealised) {
+    fakeKd.realizeResult = -1;
+    fakeKd.error = 33;
+    expectFailure("Error: kdRealizeWindow() failed with error: 33",
+                  "kdWindow got [1280x480]. Realizing native window...");
+    EXPECT_EQ(callCount("eglCreateWindowSurface"), 0);
+}
+
+TEST_F(DisplayableInit, FailsWithoutANativeWindow) {
+    fakeKd.givesNativeWindow = false;
+    fakeKd.error = 0;
+    expectFailure("Error: kdRealizeWindow() failed with error: 0",
+                  "kdWindow got [1280x480]. Realizing native window...");
+    EXPECT_EQ(callCount("eglCreateWindowSurface"), 0);
+}
+
+TEST_F(DisplayableInit, FailsWithoutASurface) {
+    fakeEgl.createsSurface = false;
+    fakeEgl.error = EGL_BAD_MATCH;
+    expectFailure("eglCreateWindowSurface failed with error: 0x3009",
+                  "Window created.  Creating surface ...");
+    EXPECT_EQ(callCount("eglMakeCurrent"), 0);
+    EXPECT_EQ(callCount("eglTerminate"), 0);
+}
+
+TEST_F(DisplayableInit, FailsWhenTheContextIsNotMadeCurrent) {
+    for (const EGLBoolean notTrue : {0u, 2u}) {
+        fakeEgl.makeCurrentResult = notTrue;
+        fakeEgl.error = EGL_BAD_ALLOC;
+        displayable.evtWindowResized(0, 0, 0, 0, 0, 0, 0);
+        expectFailure("Error: can't make current surface. err=12291",
+                      "Surface created.  Make current");
+        EXPECT_EQ(callCount("glGetIntegerv"), 0);
+    }
+}
+
+TEST_F(DisplayableInit, AsksForAnEmptyWindowWhenTheScreenTellsNothing) {
+    fakeScreen.createResult = -1;
+    init(1);
+    EXPECT_EQ(output.err, "[Velkaris] ERROR: screen_create_context\n");
+    EXPECT_EQ(callCount("kdSetWindowPropertyiv(window, 66, {0, 0})"), 1);
+    EXPECT_THAT(output.out, HasSubstr("kdWindow got [0x0]. Realizing"));
+    EXPECT_EQ(displayable.getWidth(), 1280u);
+}
+
+TEST_F(ConfigChoice, TakesTheFirstThatFits) {
+    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 0), fittingConfig(2), fittingConfig(3)};
+    init(1);
+    EXPECT_THAT(output.out, HasSubstr("[Velkaris] choose config 2\n"));
+    EXPECT_EQ(callCount("eglCreateContext(display, config 1,"), 1);
+    EXPECT_EQ(callCount("kdCreateWindow(display, config 1,"), 1);
+    EXPECT_EQ(callCount("eglCreateWindowSurface(display, config 1,"), 1);
+    EXPECT_EQ(callCount("eglGetConfigAttrib(display, config 2,"), 0);
+}
+
+struct Misfit {
+    EGLint attribute;
+    EGLint value;
+    int queries;  // how many attributes are read before the config is dropped
+};
+
+TEST_F(ConfigChoice, RefusesAConfigAtItsFirstMisfit) {
+    for (const Misfit& misfit : {Misfit{EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, 2},
+                                 {EGL_RENDERABLE_TYPE, EGL_OPENGL_ES_BIT | EGL_OPENGL_BIT, 3},
+                                 {EGL_RED_SIZE, 10, 4},
+                                 {EGL_RED_SIZE, 5, 4},
+                                 {EGL_GREEN_SIZE, 10, 5},
+                                 {EGL_GREEN_SIZE, 6, 5},
+                                 {EGL_BLUE_SIZE, 10, 6},
+                                 {EGL_BLUE_SIZE, 0, 6},
+                                 {EGL_ALPHA_SIZE, 2, 7},
+                                 {EGL_ALPHA_SIZE, 0, 7},
+                                 {EGL_ALPHA_SIZE, 9, 7}}) {
+        fakeEgl.configs = {fittingConfigBut(1, misfit.attribute, misfit.value)};
+        clearCalls();
+        expectFailure("ERROR: can't choose config", "Get egl configs");
+        EXPECT_EQ(callCount("eglGetConfigAttrib"), misfit.queries) << misfit.attribute;
+        EXPECT_EQ(callCount("eglTerminate"), 0);
+    }
+}
+
+TEST_F(ConfigChoice, LooksAtTheBitsAlone) {
+    fakeEgl.configs = {fittingConfigBut(1, EGL_SURFACE_TYPE, EGL_WINDOW_BIT)};
+    init(1);
+    fakeEgl.configs = {fittingConfigBut(1, EGL_SURFACE_TYPE, 0xffff)};
+    init(1);
+    fakeEgl.configs = {fittingConfigBut(1, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES2_BIT)};
+    init(1);
+}
+
+TEST_F(ConfigChoice, AFailingQueryReadsAsTheOneBeforeIt) {
+    ConfigAttributes noGreen = fittingConfig(1);
+    noGreen.erase(EGL_GREEN_SIZE);  // reads as the 8 of red
+    fakeEgl.configs = {noGreen};
+    init(1);
+
+    ConfigAttributes noRed = fittingConfig(1);
+    noRed.erase(EGL_RED_SIZE);  // reads as the renderable type
+    fakeEgl.configs = {noRed};
+    init(0);
+}
+
+TEST_F(ConfigChoice, TheLastValueOfOneConfigIsWhatAFailingQueryOfTheNextReads) {
+    ConfigAttributes noSurfaceType = fittingConfig(2);
+    noSurfaceType.erase(EGL_SURFACE_TYPE);
+    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 4), noSurfaceType};
+    init(1);
+    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 0), noSurfaceType};
+    init(0);
+}
+
+TEST_F(ConfigChoice, TheIdIsReadIntoAnIntegerOfItsOwn) {
+    ConfigAttributes nothing = {{EGL_CONFIG_ID, 0x4}};  // would pass for a window bit
+    fakeEgl.configs = {nothing};
+    init(0);
+    EXPECT_EQ(callCount("eglGetConfigAttrib"), 2);
+}
+
+TEST_F(ConfigChoice, ANullHandleIsNoConfig) {
+    fakeEgl.configsAreNull = true;
+    expectFailure("ERROR: can't choose config", "choose config 7");
+    EXPECT_EQ(callCount("eglCreateContext"), 0);
+}
+
+TEST_F(ConfigChoice, NoneLeftAtTheSecondCountIsNoConfig) {
+    fakeEgl.configsMissingAtFill = 1;
+    expectFailure("ERROR: can't choose config", "Get egl configs");
+}
+
+TEST_F(ScreenSize, ComesFromTheFirstDisplay) {
+    fakeScreen.displayCount = 3;
+    fakeScreen.width = 1920;
+    fakeScreen.height = 720;
+    output = outputOf([&] { displayable.fetchScreenSize(); });
+    EXPECT_EQ(displayable.getWidth(), 1920u);
+    EXPECT_EQ(displayable.getHeight(), 720u);
+    EXPECT_EQ(output.out, "[Velkaris] screen resolution fetched: [1920x720]\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_THAT(calls(), ElementsAre("screen_create_context(0)",
+                                     "screen_get_context_property_iv(screen, 59)",
+                                     "screen_get_context_property_pv(screen, 60)",
+                                     "screen_get_display_property_iv(first display, 40)",
+                                     "screen_destroy_context(screen)"));
+}
+
+TEST_F(ScreenSize, ThatIsKnownIsNotAskedFor) {
+    displayable.evtWindowResized(0, 0, 0, 0, 0, 640, 480);
+    output = outputOf([&] { displayable.fetchScreenSize(); });
+    EXPECT_THAT(calls(), ElementsAre());
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_EQ(displayable.getWidth(), 640u);
+}
+
+TEST_F(ScreenSize, ThatIsHalfKnownIsAskedFor) {
+    for (const auto& [width, height] : {std::pair<int, int>{640, 0}, {0, 480}}) {
+        displayable.evtWindowResized(0, 0, 0, 0, 0, width, height);
+        outputOf([&] { displayable.fetchScreenSize(); });
+        EXPECT_EQ(displayable.getWidth(), 1280u);
+        EXPECT_EQ(displayable.getHeight(), 480u);
+    }
+}
+
+struct ScreenFailure {
+    FakeScreen script;
+    const char* error;
+    int width;
+    int height;
+    bool destroys;
+};
+
+FakeScreen screenWith(int FakeScreen::*field, int value) {
+    FakeScreen screen;
+    screen.*field = value;
+    return screen;
+}
+
+TEST_F(ScreenSize, EachFailureIsPrintedAndTheContextDestroyed) {
+    const ScreenFailure failures[] = {
+        {screenWith(&FakeScreen::createResult, -1), "screen_create_context", 0, 0, false},
+        {screenWith(&FakeScreen::countResult, -1), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
+        {screenWith(&FakeScreen::displayCount, 0), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
+        {screenWith(&FakeScreen::displayCount, 17), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
+        {screenWith(&FakeScreen::displayCount, -1), "cant allocate mem for displays", 0, 0, true},
+        {screenWith(&FakeScreen::displaysResult, -1), "SCREEN_PROPERTY_DISPLAYS", 0, 0, true},
+        {screenWith(&FakeScreen::sizeResult, -1), "SCREEN_PROPERTY_SIZE", 1280, 480, true},
+    };
+    for (const ScreenFailure& failure : failures) {
+        fakeScreen = failure.script;
+        displayable.evtWindowResized(0, 0, 0, 0, 0, 0, 0);
+        clearCalls();
+        const HeapWatch heap;
+        output = outputOf([&] { displayable.fetchScreenSize(); });
+        EXPECT_EQ(output.err, std::string("[Velkaris] ERROR: ") + failure.error + "\n");
+        EXPECT_EQ(output.out, "");
+        EXPECT_EQ(displayable.width, failure.width) << failure.error;
+        EXPECT_EQ(displayable.height, failure.height) << failure.error;
+        EXPECT_EQ(callCount("screen_destroy_context(screen)"), failure.destroys ? 1 : 0);
+        EXPECT_EQ(heap.kept(), 0);
+    }
+}
+
+TEST_F(ScreenSize, OneAndSixteenDisplaysAreAccepted) {
+    for (const int count : {1, 16}) {
+        fakeScreen.displayCount = count;
+        displayable.evtWindowResized(0, 0, 0, 0, 0, 0, 0);
+        output = outputOf([&] { displayable.fetchScreenSize(); });
+        EXPECT_EQ(output.err, "");
+        EXPECT_EQ(displayable.getWidth(), 1280u);
+    }
+}
+
+TEST_F(ScreenSize, AFailedSizeReadAsksForAWindowOfTheFallbackSize) {
+    fakeScreen.sizeResult = -1;
+    init(1);
+    EXPECT_EQ(callCount("kdSetWindowPropertyiv(window, 66, {1280, 480})"), 1);
+}
+
+TEST_F(ScreenSize, KeepsNoMemory) {
+    const HeapWatch heap;
+    outputOf([&] { displayable.fetchScreenSize(); });
+    EXPECT_EQ(heap.kept(), 0);
+}
+
+TEST_F(Displayable, SwapPresentsTheSurface) {
+    init(1);
+    clearCalls();
+    output = outputOf([&] { EXPECT_EQ(displayable.swapBuffers(), 1); });
+    EXPECT_THAT(calls(), ElementsAre("eglSwapBuffers(display, surface)"));
+    EXPECT_EQ(output.out + output.err, "");
+}
+
+TEST_F(Displayable, AFailedSwapIsPrintedWithoutThePrefixAndNotRetried) {
+    for (const EGLBoolean notTrue : {0u, 2u}) {
+        fakeEgl.swapResult = notTrue;
+        clearCalls();
+        output = outputOf([&] { EXPECT_EQ(displayable.swapBuffers(), 0); });
+        EXPECT_EQ(output.err, "Error: can't swap buffers.\n");
+        EXPECT_EQ(output.out, "");
+        EXPECT_EQ(callCount("eglSwapBuffers"), 1);
+    }
+}
+
+TEST_F(Displayable, SwapDisplayBuffersIsTheOneInstances) {
+    EXPECT_EQ(swapDisplayBuffers(), 1);
+    fakeEgl.swapResult = EGL_FALSE;
+    outputOf([] { EXPECT_EQ(swapDisplayBuffers(), 0); });
+    EXPECT_EQ(callCount("eglSwapBuffers"), 2);
+}
+
+TEST_F(Displayable, AWindowThatWasCreatedIsPrinted) {
+    output = outputOf([&] { displayable.evtWindowCreated(4000000000UL); });
+    EXPECT_EQ(output.out, "evtWindowCreated called id=4000000000\n");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(Displayable, AResizeStoresTheSizeAndPosts) {
+    displayable.evtWindowResized(0, 1, 2, 3, 4, 640, 200);
+    EXPECT_EQ(displayable.getWidth(), 640u);
+    EXPECT_EQ(displayable.getHeight(), 200u);
+    EXPECT_EQ(posts(), 1);
+}
+
+TEST_F(Displayable, AResizeOfAnotherCodeDoesNothing) {
+    for (const int32_t code : {1, -1, 256}) {
+        displayable.evtWindowResized(code, 1, 2, 3, 4, 640, 200);
+        EXPECT_EQ(displayable.getWidth(), 0u);
+        EXPECT_EQ(displayable.getHeight(), 0u);
+        EXPECT_EQ(posts(), 0);
+    }
+}
+
+TEST_F(Displayable, ItsEndTearsNothingDown) {
+    outputOf([] {
+        OpenDisplayable ending;
+        ending.init();
+        clearCalls();
+    });
+    EXPECT_THAT(calls(), ElementsAre());
+}
+
+}  // namespace
