@@ -1,67 +1,20 @@
-// Bring-up step by step, each step's failure, the screen query and the swap.
+// Bring-up step by step, each step's failure, and the swap.
 #include "display/displayable.h"
 
-#include <GLES2/gl2.h>
 #include <gmock/gmock.h>
 
-#include <array>
-
+#include "display/displayableFixture.h"
 #include "support/callLog.h"
 #include "support/fakeDisplay.h"
 #include "support/fakeGl.h"
 #include "support/linkWraps.h"
-#include "support/outputCapture.h"
-#include "support/serviceTest.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-// An object of its own, so that each test starts from a fresh one, with its insides open.
-class OpenDisplayable : public CDisplayable {
-public:
-    using CDisplayable::display;
-    using CDisplayable::fetchScreenSize;
-    using CDisplayable::height;
-    using CDisplayable::initialised;
-    using CDisplayable::semaphore;
-    using CDisplayable::surface;
-    using CDisplayable::width;
-};
-
-class Displayable : public ServiceTest {
-protected:
-    // Runs init(), which must give `result`, and keeps what it wrote.
-    void init(int32_t result) {
-        output = outputOf([&] { EXPECT_EQ(displayable.init(), result); });
-    }
-
-    // init() fails with this line on standard error, the last of its progress being `progress`.
-    void expectFailure(const std::string& error, const std::string& progress) {
-        init(0);
-        EXPECT_EQ(output.err, "[Velkaris] " + error + "\n");
-        EXPECT_EQ(lastLine(output.out), "[Velkaris] " + progress);
-    }
-
-    static std::string lastLine(const std::string& text) {
-        const size_t end = text.size() - 1;
-        return text.substr(text.rfind('\n', end - 1) + 1, end - text.rfind('\n', end - 1) - 1);
-    }
-
-    int posts() {
-        int value = -1;
-        sem_getvalue(&displayable.semaphore, &value);
-        return value;
-    }
-
-    OpenDisplayable displayable;
-    Output output;
-};
-
 using DisplayableInit = Displayable;
-using ScreenSize = Displayable;
-using ConfigChoice = Displayable;
 
 TEST_F(Displayable, StartsWithNothingKnown) {
     EXPECT_FALSE(displayable.initialised);
@@ -285,184 +238,6 @@ TEST_F(DisplayableInit, AsksForAnEmptyWindowWhenTheScreenTellsNothing) {
     EXPECT_EQ(callCount("kdSetWindowPropertyiv(window, 66, {0, 0})"), 1);
     EXPECT_THAT(output.out, HasSubstr("kdWindow got [0x0]. Realizing"));
     EXPECT_EQ(displayable.getWidth(), 1280u);
-}
-
-TEST_F(ConfigChoice, TakesTheFirstThatFits) {
-    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 0), fittingConfig(2), fittingConfig(3)};
-    init(1);
-    EXPECT_THAT(output.out, HasSubstr("[Velkaris] choose config 2\n"));
-    EXPECT_EQ(callCount("eglCreateContext(display, config 1,"), 1);
-    EXPECT_EQ(callCount("kdCreateWindow(display, config 1,"), 1);
-    EXPECT_EQ(callCount("eglCreateWindowSurface(display, config 1,"), 1);
-    EXPECT_EQ(callCount("eglGetConfigAttrib(display, config 2,"), 0);
-}
-
-struct Misfit {
-    EGLint attribute;
-    EGLint value;
-    int queries;  // how many attributes are read before the config is dropped
-};
-
-TEST_F(ConfigChoice, RefusesAConfigAtItsFirstMisfit) {
-    for (const Misfit& misfit : {Misfit{EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, 2},
-                                 {EGL_RENDERABLE_TYPE, EGL_OPENGL_ES_BIT | EGL_OPENGL_BIT, 3},
-                                 {EGL_RED_SIZE, 10, 4},
-                                 {EGL_RED_SIZE, 5, 4},
-                                 {EGL_GREEN_SIZE, 10, 5},
-                                 {EGL_GREEN_SIZE, 6, 5},
-                                 {EGL_BLUE_SIZE, 10, 6},
-                                 {EGL_BLUE_SIZE, 0, 6},
-                                 {EGL_ALPHA_SIZE, 2, 7},
-                                 {EGL_ALPHA_SIZE, 0, 7},
-                                 {EGL_ALPHA_SIZE, 9, 7}}) {
-        fakeEgl.configs = {fittingConfigBut(1, misfit.attribute, misfit.value)};
-        clearCalls();
-        expectFailure("ERROR: can't choose config", "Get egl configs");
-        EXPECT_EQ(callCount("eglGetConfigAttrib"), misfit.queries) << misfit.attribute;
-        EXPECT_EQ(callCount("eglTerminate"), 0);
-    }
-}
-
-TEST_F(ConfigChoice, LooksAtTheBitsAlone) {
-    fakeEgl.configs = {fittingConfigBut(1, EGL_SURFACE_TYPE, EGL_WINDOW_BIT)};
-    init(1);
-    fakeEgl.configs = {fittingConfigBut(1, EGL_SURFACE_TYPE, 0xffff)};
-    init(1);
-    fakeEgl.configs = {fittingConfigBut(1, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES2_BIT)};
-    init(1);
-}
-
-TEST_F(ConfigChoice, AFailingQueryReadsAsTheOneBeforeIt) {
-    ConfigAttributes noGreen = fittingConfig(1);
-    noGreen.erase(EGL_GREEN_SIZE);  // reads as the 8 of red
-    fakeEgl.configs = {noGreen};
-    init(1);
-
-    ConfigAttributes noRed = fittingConfig(1);
-    noRed.erase(EGL_RED_SIZE);  // reads as the renderable type
-    fakeEgl.configs = {noRed};
-    init(0);
-}
-
-TEST_F(ConfigChoice, TheLastValueOfOneConfigIsWhatAFailingQueryOfTheNextReads) {
-    ConfigAttributes noSurfaceType = fittingConfig(2);
-    noSurfaceType.erase(EGL_SURFACE_TYPE);
-    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 4), noSurfaceType};
-    init(1);
-    fakeEgl.configs = {fittingConfigBut(1, EGL_ALPHA_SIZE, 0), noSurfaceType};
-    init(0);
-}
-
-TEST_F(ConfigChoice, TheIdIsReadIntoAnIntegerOfItsOwn) {
-    ConfigAttributes nothing = {{EGL_CONFIG_ID, 0x4}};  // would pass for a window bit
-    fakeEgl.configs = {nothing};
-    init(0);
-    EXPECT_EQ(callCount("eglGetConfigAttrib"), 2);
-}
-
-TEST_F(ConfigChoice, ANullHandleIsNoConfig) {
-    fakeEgl.configsAreNull = true;
-    expectFailure("ERROR: can't choose config", "choose config 7");
-    EXPECT_EQ(callCount("eglCreateContext"), 0);
-}
-
-TEST_F(ConfigChoice, NoneLeftAtTheSecondCountIsNoConfig) {
-    fakeEgl.configsMissingAtFill = 1;
-    expectFailure("ERROR: can't choose config", "Get egl configs");
-}
-
-TEST_F(ScreenSize, ComesFromTheFirstDisplay) {
-    fakeScreen.displayCount = 3;
-    fakeScreen.width = 1920;
-    fakeScreen.height = 720;
-    output = outputOf([&] { displayable.fetchScreenSize(); });
-    EXPECT_EQ(displayable.getWidth(), 1920u);
-    EXPECT_EQ(displayable.getHeight(), 720u);
-    EXPECT_EQ(output.out, "[Velkaris] screen resolution fetched: [1920x720]\n");
-    EXPECT_EQ(output.err, "");
-    EXPECT_THAT(calls(), ElementsAre("screen_create_context(0)",
-                                     "screen_get_context_property_iv(screen, 59)",
-                                     "screen_get_context_property_pv(screen, 60)",
-                                     "screen_get_display_property_iv(first display, 40)",
-                                     "screen_destroy_context(screen)"));
-}
-
-TEST_F(ScreenSize, ThatIsKnownIsNotAskedFor) {
-    displayable.evtWindowResized(0, 0, 0, 0, 0, 640, 480);
-    output = outputOf([&] { displayable.fetchScreenSize(); });
-    EXPECT_THAT(calls(), ElementsAre());
-    EXPECT_EQ(output.out + output.err, "");
-    EXPECT_EQ(displayable.getWidth(), 640u);
-}
-
-TEST_F(ScreenSize, ThatIsHalfKnownIsAskedFor) {
-    for (const auto& [width, height] : {std::pair<int, int>{640, 0}, {0, 480}}) {
-        displayable.evtWindowResized(0, 0, 0, 0, 0, width, height);
-        outputOf([&] { displayable.fetchScreenSize(); });
-        EXPECT_EQ(displayable.getWidth(), 1280u);
-        EXPECT_EQ(displayable.getHeight(), 480u);
-    }
-}
-
-struct ScreenFailure {
-    FakeScreen script;
-    const char* error;
-    int width;
-    int height;
-    bool destroys;
-};
-
-FakeScreen screenWith(int FakeScreen::*field, int value) {
-    FakeScreen screen;
-    screen.*field = value;
-    return screen;
-}
-
-TEST_F(ScreenSize, EachFailureIsPrintedAndTheContextDestroyed) {
-    const ScreenFailure failures[] = {
-        {screenWith(&FakeScreen::createResult, -1), "screen_create_context", 0, 0, false},
-        {screenWith(&FakeScreen::countResult, -1), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
-        {screenWith(&FakeScreen::displayCount, 0), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
-        {screenWith(&FakeScreen::displayCount, 17), "SCREEN_PROPERTY_DISPLAY_COUNT", 0, 0, true},
-        {screenWith(&FakeScreen::displayCount, -1), "cant allocate mem for displays", 0, 0, true},
-        {screenWith(&FakeScreen::displaysResult, -1), "SCREEN_PROPERTY_DISPLAYS", 0, 0, true},
-        {screenWith(&FakeScreen::sizeResult, -1), "SCREEN_PROPERTY_SIZE", 1280, 480, true},
-    };
-    for (const ScreenFailure& failure : failures) {
-        fakeScreen = failure.script;
-        displayable.evtWindowResized(0, 0, 0, 0, 0, 0, 0);
-        clearCalls();
-        const HeapWatch heap;
-        output = outputOf([&] { displayable.fetchScreenSize(); });
-        EXPECT_EQ(output.err, std::string("[Velkaris] ERROR: ") + failure.error + "\n");
-        EXPECT_EQ(output.out, "");
-        EXPECT_EQ(displayable.width, failure.width) << failure.error;
-        EXPECT_EQ(displayable.height, failure.height) << failure.error;
-        EXPECT_EQ(callCount("screen_destroy_context(screen)"), failure.destroys ? 1 : 0);
-        EXPECT_EQ(heap.kept(), 0);
-    }
-}
-
-TEST_F(ScreenSize, OneAndSixteenDisplaysAreAccepted) {
-    for (const int count : {1, 16}) {
-        fakeScreen.displayCount = count;
-        displayable.evtWindowResized(0, 0, 0, 0, 0, 0, 0);
-        output = outputOf([&] { displayable.fetchScreenSize(); });
-        EXPECT_EQ(output.err, "");
-        EXPECT_EQ(displayable.getWidth(), 1280u);
-    }
-}
-
-TEST_F(ScreenSize, AFailedSizeReadAsksForAWindowOfTheFallbackSize) {
-    fakeScreen.sizeResult = -1;
-    init(1);
-    EXPECT_EQ(callCount("kdSetWindowPropertyiv(window, 66, {1280, 480})"), 1);
-}
-
-TEST_F(ScreenSize, KeepsNoMemory) {
-    const HeapWatch heap;
-    outputOf([&] { displayable.fetchScreenSize(); });
-    EXPECT_EQ(heap.kept(), 0);
 }
 
 TEST_F(Displayable, SwapPresentsTheSurface) {

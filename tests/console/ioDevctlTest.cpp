@@ -1,4 +1,4 @@
-// The two handlers of the device node, fed with messages of the real layouts.
+// The four commands, from well-formed payloads to any bytes at all.
 #include "console/controlDevice.h"
 
 #include <errno.h>
@@ -6,220 +6,19 @@
 
 #include <cstring>
 #include <random>
-#include <type_traits>
 #include <vector>
 
 #include "console/consoleModel.h"
+#include "console/deviceTest.h"
 #include "console/protocol.h"
 #include "support/callLog.h"
-#include "support/fakeDispatch.h"
 #include "support/linkWraps.h"
-#include "support/serviceTest.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 
-constexpr size_t kHeaderBytes = 16;
-
-class ControlDevice : public ServiceTest {
-protected:
-    void SetUp() override {
-        ServiceTest::SetUp();
-        useMonospacedAtlas();
-        useArea(120, 480);
-        ocb.attr = &node;
-    }
-
-    // Writes `data` as a client does. A size of its own may be announced.
-    int write(const std::string& data, uint32_t xtype = _IO_XTYPE_NONE) {
-        return writeAnnouncing(static_cast<uint32_t>(data.size()), data, xtype);
-    }
-
-    int writeAnnouncing(uint32_t size, const std::string& data, uint32_t xtype = _IO_XTYPE_NONE) {
-        std::vector<uint8_t>& message = fakeDispatch.clientMessage;
-        message.assign(kHeaderBytes, 0);
-        message.insert(message.end(), data.begin(), data.end());
-        io_write_t* const header = reinterpret_cast<io_write_t*>(message.data());
-        header->i.type = _IO_WRITE;
-        header->i.nbytes = size;
-        header->i.xtype = xtype;
-        context = {};
-        context.status = -1;
-        return consoleIoWrite(&context, header, &ocb);
-    }
-
-    // Sends a command. The receive buffer is exactly as long as the message, so that a checker sees
-    // every read behind it. `announced` stands in the header, where nothing should look.
-    int send(uint32_t code, const std::string& payload, uint32_t announced = 0) {
-        received.assign(kHeaderBytes + payload.size(), 0);
-        std::vector<uint8_t>(received).swap(received);
-        io_devctl_t* const message = reinterpret_cast<io_devctl_t*>(received.data());
-        message->i.type = _IO_DEVCTL;
-        message->i.combine_len = 0xabcd;
-        message->i.dcmd = static_cast<int32_t>(code);
-        message->i.nbytes = announced;
-        message->i.zero = 0x55555555;
-        memcpy(received.data() + kHeaderBytes, payload.data(), payload.size());
-        context = {};
-        context.size = received.size();
-        return consoleIoDevctl(&context, message, &ocb);
-    }
-
-    iofunc_attr_t node = {};
-    iofunc_ocb_t ocb = {};
-    resmgr_context_t context = {};
-    std::vector<uint8_t> received;
-};
-
-using IoWrite = ControlDevice;
-using IoDevctl = ControlDevice;
-
-std::string bytesOf(int32_t value) {
-    return {reinterpret_cast<const char*>(&value), sizeof(value)};
-}
-
-std::string itemHeader(int32_t nameOffset, int32_t labelOffset, int32_t percent) {
-    return bytesOf(nameOffset) + bytesOf(labelOffset) + bytesOf(percent);
-}
-
-// The usual placement: the name first, the label right behind its NUL.
-std::string item(const std::string& name, const std::string& label, int32_t percent) {
-    return itemHeader(0, static_cast<int32_t>(name.size() + 1), percent) + name + '\0' + label +
-           '\0';
-}
-
-TEST(Protocol, TheCodesAreThePlatformsEncodingOfTheCommands) {
-    EXPECT_EQ(DCMD_CONSOLE_SET_STATUS, 0x80010501u);
-    EXPECT_EQ(DCMD_CONSOLE_SET_PERCENT, 0x80040502u);
-    EXPECT_EQ(DCMD_CONSOLE_ADD_ITEM, 0x800c0503u);
-    EXPECT_EQ(DCMD_CONSOLE_UPDATE_ITEM, 0x800c0504u);
-}
-
-TEST(Protocol, TheItemHeaderIsThreeIntegersInThisOrder) {
-    EXPECT_EQ(sizeof(ConsoleItemHeader), 12u);
-    EXPECT_EQ(offsetof(ConsoleItemHeader, nameOffset), 0u);
-    EXPECT_EQ(offsetof(ConsoleItemHeader, labelOffset), 4u);
-    EXPECT_EQ(offsetof(ConsoleItemHeader, percent), 8u);
-    EXPECT_TRUE(std::is_signed<decltype(ConsoleItemHeader::percent)>::value);
-}
-
-TEST(Protocol, TheReceiveBufferHoldsAHeaderAndThePayload) {
-    EXPECT_EQ(kConsoleReceiveBytes, 2048);
-    EXPECT_EQ(kConsolePayloadBytes, 2032);
-}
-
-TEST_F(IoWrite, OneWordIsOneLineAndItsBytesCount) {
-    EXPECT_EQ(write("hello"), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("hello"));
-    EXPECT_EQ(context.status, 5);
-}
-
-TEST_F(IoWrite, ALineFeedMakesTwoLines) {
-    EXPECT_EQ(write("a\nb"), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("a", "b"));
-    EXPECT_EQ(context.status, 3);
-}
-
-TEST_F(IoWrite, TheTextEndsAtItsFirstNul) {
-    EXPECT_EQ(write(std::string("x\0y", 3)), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("x"));
-    EXPECT_EQ(context.status, 3);
-}
-
-TEST_F(IoWrite, ATextThatBringsItsNulIsTakenAsItIs) {
-    EXPECT_EQ(write(std::string("hi\0", 3)), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("hi"));
-    EXPECT_EQ(context.status, 3);
-}
-
-TEST_F(IoWrite, LongTextWrapsAtTheDrawingWidth) {
-    EXPECT_EQ(write("hello world"), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("hello", "world"));
-    EXPECT_EQ(context.status, 11);
-}
-
-TEST_F(IoWrite, OfNothingAddsNothingAndReportsZero) {
-    EXPECT_EQ(write(""), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre());
-    EXPECT_EQ(context.status, 0);
-    EXPECT_EQ(node.flags, 0u);
-}
-
-TEST_F(IoWrite, VerifiesThenReadsTheDataBehindTheHeader) {
-    write("hello");
-    EXPECT_THAT(calls(), ElementsAre("iofunc_write_verify(null)", "resmgr_msgread(5, 16)"));
-}
-
-TEST_F(IoWrite, RefusedByTheVerifyReturnsThatErrorAndAddsNothing) {
-    fakeDispatch.writeVerifyResult = EBADF;
-    EXPECT_EQ(write("hello"), EBADF);
-    EXPECT_THAT(consoleRows(), ElementsAre());
-    EXPECT_THAT(calls(), ElementsAre("iofunc_write_verify(null)"));
-    EXPECT_EQ(context.status, -1);
-    EXPECT_EQ(node.flags, 0u);
-}
-
-TEST_F(IoWrite, TheVerifysErrorComesBeforeThatOfThePosition) {
-    fakeDispatch.writeVerifyResult = EBADF;
-    EXPECT_EQ(write("hello", _IO_XTYPE_OFFSET), EBADF);
-}
-
-TEST_F(IoWrite, OfAnyExtendedTypeIsRefused) {
-    for (uint32_t xtype = 1; xtype < 256; ++xtype)
-        EXPECT_EQ(write("hello", xtype), ENOSYS) << xtype;
-    EXPECT_THAT(consoleRows(), ElementsAre());
-    EXPECT_EQ(node.flags, 0u);
-    EXPECT_EQ(callCount("resmgr_msgread"), 0);
-}
-
-TEST_F(IoWrite, OnlyTheLowByteIsTheExtendedType) {
-    EXPECT_EQ(write("hello", 0xffffff00u), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("hello"));
-}
-
-TEST_F(IoWrite, WithoutMemoryForTheTextReturnsEnomem) {
-    heapWraps.failingSize = 777 + 1;
-    EXPECT_EQ(write(std::string(777, 'x')), ENOMEM);
-    heapWraps.failingSize = 0;
-    EXPECT_THAT(consoleRows(), ElementsAre());
-    EXPECT_EQ(node.flags, 0u);
-}
-
-TEST_F(IoWrite, MarksTheNodesTimes) {
-    node.flags = 0x100;
-    write("x");
-    EXPECT_EQ(node.flags, 0x105u);
-}
-
-TEST_F(IoWrite, KeepsNothingButTheLine) {
-    const HeapWatch heap;
-    write("x");
-    EXPECT_EQ(heap.kept(), 3);  // node, entry, text
-    write(std::string("\0x", 2));
-    EXPECT_EQ(heap.kept(), 3);
-}
-
-TEST_F(IoWrite, AMessageShorterThanAnnouncedEndsWhereItEnds) {
-    EXPECT_EQ(writeAnnouncing(100, "abc"), EOK);
-    EXPECT_THAT(consoleRows(), ElementsAre("abc"));
-    EXPECT_EQ(context.status, 100);
-}
-
-TEST_F(IoWrite, OfMoreThanTheReceiveBufferArrivesWhole) {
-    std::string text;
-    for (int i = 0; i < 100000; ++i)
-        text += "12345678\n";
-    EXPECT_EQ(write(text), EOK);
-    EXPECT_EQ(consoleRows().size(), 100000u);
-    EXPECT_EQ(context.status, 900000);
-}
-
-TEST_F(IoWrite, NeverDraws) {
-    write("hello\nworld");
-    EXPECT_EQ(callCount("gl"), 0);
-    EXPECT_EQ(callCount("eglSwapBuffers"), 0);
-}
+using IoDevctl = DeviceTest;
 
 TEST_F(IoDevctl, WhatTheFrameworkHandledIsReturnedAsItIs) {
     for (const int result : {EOK, EBADF, ENOSYS, _RESMGR_NPARTS(1), _RESMGR_NOREPLY}) {
