@@ -218,10 +218,16 @@ void buildAtlas(const char* font, int32_t size) {
 }
 
 struct FontAtSize {
+    const char* name;
     const char* font;
     int32_t size;
     int32_t textureSide;
 };
+
+// What a listing of the tests shows.
+void PrintTo(const FontAtSize& font, std::ostream* stream) {
+    *stream << font.name;
+}
 
 class AtlasOfAFont : public ServiceTest, public ::testing::WithParamInterface<FontAtSize> {};
 
@@ -243,11 +249,12 @@ TEST_P(AtlasOfAFont, HasTheMetricsAndTexelsThatFreeTypeGives) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fonts, AtlasOfAFont,
-                         ::testing::Values(FontAtSize{VELKARIS_TEST_FONT, 12, 512},
-                                           FontAtSize{VELKARIS_TEST_FONT, 6, 256},
-                                           FontAtSize{VELKARIS_TEST_FONT, 5, 128},
-                                           FontAtSize{VELKARIS_TEST_FONT, 30, 1024},
-                                           FontAtSize{VELKARIS_PROPORTIONAL_FONT, 12, 512}));
+                         ::testing::Values(FontAtSize{"Mono12", VELKARIS_TEST_FONT, 12, 512},
+                                           FontAtSize{"Mono6", VELKARIS_TEST_FONT, 6, 256},
+                                           FontAtSize{"Mono5", VELKARIS_TEST_FONT, 5, 128},
+                                           FontAtSize{"Mono30", VELKARIS_TEST_FONT, 30, 1024},
+                                           FontAtSize{"Proportional12", VELKARIS_PROPORTIONAL_FONT,
+                                                      12, 512}));
 
 TEST_F(BuildFontAtlas, SetsTheSizeAt120DotsPerInchAndLoadsEveryCodeInOrder) {
     initFont(kFont);
