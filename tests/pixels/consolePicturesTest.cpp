@@ -61,7 +61,7 @@ TEST(ConsolePictures, ItemsOfEveryPercent) {
     expectPictures(
         {{"percents", {}, sized(1280, 480), script},
          {"percentsOddWidth", {}, sized(1281, 480), script},
-         {"percentsProportional", {}, sized(801, 480), script, VELKARIS_TEST_PROPORTIONAL_FONT}});
+         {"percentsProportional", {}, sized(801, 480), script, VELKARIS_PROPORTIONAL_FONT}});
 }
 
 TEST(ConsolePictures, ItemPercentsAtTheEndsOfTheirRange) {
@@ -78,13 +78,10 @@ TEST(ConsolePictures, LongStatusTextRunsUnderTheTime) {
     for (int word = 0; word < 40; ++word)
         endless.status += "status" + std::to_string(word) + " ";
     endless.percent = 50;
-    expectPictures({{"statusTouches", {}, sized(1280, 480), touching},
-                    {"statusEndless", {}, sized(1280, 480), endless},
-                    {"statusEndlessProportional",
-                     {},
-                     sized(640, 200),
-                     endless,
-                     VELKARIS_TEST_PROPORTIONAL_FONT}});
+    expectPictures(
+        {{"statusTouches", {}, sized(1280, 480), touching},
+         {"statusEndless", {}, sized(1280, 480), endless},
+         {"statusEndlessProportional", {}, sized(640, 200), endless, VELKARIS_PROPORTIONAL_FONT}});
 }
 
 TEST(ConsolePictures, HalfWidthKeepsToTheLeftHalf) {
@@ -154,7 +151,7 @@ TEST(ConsolePictures, SizesOfTheMonospacedFont) {
 }
 
 TEST(ConsolePictures, SizesOfAProportionalFont) {
-    const char* const font = VELKARIS_TEST_PROPORTIONAL_FONT;
+    const char* const font = VELKARIS_PROPORTIONAL_FONT;
     expectPictures({sample("proportional5", {"-f", "5"}, sized(640, 240), font, 5),
                     sample("proportional6", {"-f", "6"}, sized(640, 240), font, 6),
                     sample("proportional12", {}, sized(640, 240), font, 12),
@@ -175,7 +172,7 @@ TEST(ConsolePictures, EveryByteDrawsAsItsSignedNumberSays) {
     script.status = "caf\xc3\xa9\t|";
     expectPictures(
         {{"bytes", {}, sized(1280, 480), script},
-         {"bytesSize6", {"-f", "6"}, sized(640, 480), script, VELKARIS_TEST_PROPORTIONAL_FONT, 6}});
+         {"bytesSize6", {"-f", "6"}, sized(640, 480), script, VELKARIS_PROPORTIONAL_FONT, 6}});
 }
 
 TEST(ConsolePictures, WithoutAFontBarsHaveNoHeight) {

@@ -5,6 +5,7 @@
 #include FT_MODULE_H
 #include FT_SYSTEM_H
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -87,16 +88,17 @@ void renderCodes(FT_Face face, ReferenceFont* font) {
     }
 }
 
-// Leading characters before a newline that together stay under `room`.
-size_t fittingPrefix(const ReferenceFont& font, const std::string& text, uint32_t room) {
+// Characters from `start`, before a newline, that together stay under `room`.
+size_t fittingCount(const ReferenceFont& font, const std::string& text, size_t start,
+                    uint32_t room) {
     uint64_t taken = 0;
-    size_t count = 0;
-    for (; count < text.size() && text[count] != '\n'; ++count) {
-        taken += static_cast<uint32_t>(font.glyphOf(text[count]).advance);
+    size_t end = start;
+    for (; end < text.size() && text[end] != '\n'; ++end) {
+        taken += static_cast<uint32_t>(font.glyphOf(text[end]).advance);
         if (taken >= room)
             break;
     }
-    return count;
+    return end - start;
 }
 
 }  // namespace
@@ -142,27 +144,22 @@ int referenceWidth(const ReferenceFont& font, const std::string& text) {
 std::vector<std::string> referenceLines(const ReferenceFont& font, uint32_t width,
                                         const std::string& text) {
     std::vector<std::string> lines;
-    std::string rest = text.substr(0, text.find('\0'));
-    while (!rest.empty()) {
-        const size_t fitting = fittingPrefix(font, rest, width - 20);
-        const std::string piece = rest.substr(0, fitting);
+    const std::string shown = text.substr(0, text.find('\0'));
+    for (size_t start = 0; start < shown.size();) {
+        const size_t fitting = fittingCount(font, shown, start, width - 20);
+        const std::string piece = shown.substr(start, fitting);
+        const size_t end = start + fitting;
         const size_t space = piece.rfind(' ');
-        if (fitting == rest.size()) {
+        if (end == shown.size() || shown[end] == '\n') {
             lines.push_back(piece);
-            return lines;
-        }
-
-        if (rest[fitting] == '\n') {
-            lines.push_back(piece);
-            rest.erase(0, fitting + 1);
+            start = end + 1;
         } else if (space != std::string::npos) {
             lines.push_back(piece.substr(0, space));
-            rest.erase(0, space + 1);
+            start += space + 1;
         } else {
             // What does not fit even alone gets a line of its own.
-            const size_t taken = fitting == 0 ? 1 : fitting;
-            lines.push_back(rest.substr(0, taken));
-            rest.erase(0, taken);
+            lines.push_back(shown.substr(start, std::max<size_t>(1, fitting)));
+            start += std::max<size_t>(1, fitting);
         }
     }
     return lines;

@@ -81,7 +81,9 @@ ConsoleProcess::~ConsoleProcess() {
         (void)stop(SIGTERM);
     }
     process_.reset();
-    if (isMounted(node_) && umount2(node_.c_str(), MNT_DETACH) != 0)
+    // A killed one's mount stays, dead; a live one on the same node is another console's.
+    const bool dead = isMounted(node_) && access(node_.c_str(), F_OK) != 0 && errno == ENOTCONN;
+    if (dead && umount2(node_.c_str(), MNT_DETACH) != 0)
         (void)runCommand(folder(), {"fusermount3", "-u", "-z", node_});
 }
 

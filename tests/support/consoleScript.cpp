@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stdexcept>
 
 namespace {
 
@@ -50,13 +51,24 @@ ReferenceModel ConsoleScript::modelAfter(const ReferenceFont& font, uint32_t are
     return model;
 }
 
-int sendBetweenFrames(ConsoleProcess* console, const ConsoleScript& script) {
+int sendBetweenFrames(ConsoleProcess* console, const std::function<void(ConsoleClient*)>& send) {
     if (!console->waitForNode())
         return 0;
     ConsoleClient client(console->node());
     const int before = console->newestFrame();
-    script.send(&client);
+    send(&client);
     return console->newestFrame() == before ? before : 0;
+}
+
+int sendBetweenFrames(ConsoleProcess* console, const ConsoleScript& script) {
+    return sendBetweenFrames(console, [&](ConsoleClient* client) { script.send(client); });
+}
+
+RgbImage nextFrame(ConsoleProcess* console) {
+    const int next = console->newestFrame() + 1;
+    if (!console->waitForFrame(next))
+        throw std::runtime_error("no further frame: " + console->errors());
+    return console->frame(next);
 }
 
 void expectSamePicture(const std::string& name, const RgbImage& expected, const RgbImage& actual) {

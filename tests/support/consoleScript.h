@@ -1,6 +1,7 @@
 // What a test shows on a console, and what the console has to look like for it some ticks later.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,7 +34,11 @@ struct ConsoleScript {
 
 // Sends it while no frame is presented, so that later frames tell how many ticks it is old: frame
 // n + k is k ticks after. Returns n, or 0 if a tick fell among the commands or the console is gone.
+int sendBetweenFrames(ConsoleProcess* console, const std::function<void(ConsoleClient*)>& send);
 int sendBetweenFrames(ConsoleProcess* console, const ConsoleScript& script);
+
+// The next frame to come, which shows all that was answered before the call.
+RgbImage nextFrame(ConsoleProcess* console);
 
 // Expects every channel of every pixel within 1 of the prediction; keeps both pictures and their
 // difference as PNG files named after `name` if not.
