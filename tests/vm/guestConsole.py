@@ -1,0 +1,118 @@
+"""One console in the emulated machine, with its node, its log and the frames that it presented."""
+
+import re
+import shlex
+
+from picture import differenceOf, readPng
+
+FONT = "/usr/share/font.ttf"
+FONT_SIZE = 10
+
+
+class GuestConsole:
+    """Started on creation; awaitStart() waits until clients find it. `name` tells its files apart.
+
+    A node other than the program's own keeps a second console out of the first one's way.
+    """
+
+    def __init__(self, machine, name, window, node="/dev/Velkaris", terminal="/dev/null"):
+        self.machine = machine
+        self.name = name
+        self.node = node
+        self.frameFolder = f"/tmp/{name}.frames"
+        self.logFile = f"/tmp/{name}.log"
+        self._startMark = f"/tmp/{name}.start"
+        session = "setsid" if terminal == "/dev/null" else "setsid -c"  # -c: it becomes our own
+        self.pid = machine.run(
+            f"rm -rf {self.frameFolder}; touch {self._startMark}; "
+            f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} VELKARIS_CAPTURE={self.frameFolder} "
+            f"{session} velkaris -p {FONT} -f {FONT_SIZE} <{terminal} >{self.logFile} 2>&1 & "
+            "echo $!").strip()
+
+    def awaitStart(self):
+        """Waits until it answers at its node, which appears after the first picture."""
+        answers = f"velkarisctl --quiet --device {self.node} wait --seconds 1"
+        self.machine.waitUntil(f"{answers} || ! {self._alive()}")
+        self.machine.run(f"{self._alive()} || {{ cat {self.logFile}; false; }}")
+
+    def isAlive(self):
+        return self.machine.attempt(self._alive())[0] == 0
+
+    def log(self):
+        return self.machine.fetchText(self.logFile)
+
+    def write(self, text):
+        """As scripts do: by redirecting to the node."""
+        escaped = text.replace("\\", "\\\\").replace("\n", "\\n")
+        self.machine.run(f"printf '%b\\n' {shlex.quote(escaped)} >{self.node}")
+
+    def command(self, *arguments):
+        """One velkarisctl command for this console."""
+        words = ["velkarisctl", "--device", self.node, *arguments]
+        self.machine.run(" ".join(shlex.quote(word) for word in words))
+
+    def signal(self, name):
+        """Sends a signal and waits for the end of the process: its exit status as a shell sees it."""
+        self.machine.run(f"kill -{name} {self.pid}")
+        return self.exitStatus()
+
+    def end(self):
+        """Whatever its state, and the machine's; also a second time."""
+        if self.machine.isUp():
+            self.machine.attempt(f"kill -KILL {self.pid}; wait {self.pid}")
+
+    def exitStatus(self):
+        """Waits for the end of the process."""
+        self.machine.waitUntil(f"! {self._alive()}")
+        return self.machine.attempt(f"wait {self.pid}")[0]
+
+    def newestFrame(self):
+        """The number of the frame that was presented last; 0 before the first."""
+        target = self.machine.attempt(f"readlink {self.frameFolder}/latest.png")[1].strip()
+        return int(re.fullmatch(r"frame-(\d+)\.png", target).group(1)) if target else 0
+
+    def awaitFrame(self, number):
+        """Waits until frame `number` has been presented: that many ticks have been seen."""
+        path = self._framePath(number)
+        self.machine.waitUntil(f"[ -e {path} ] || ! {self._alive()}")
+        self.machine.run(f"[ -e {path} ] || {{ cat {self.logFile}; false; }}")
+
+    def awaitNextFrame(self):
+        """Waits for a frame that shows everything sent before this call."""
+        # The one that follows may have been drawn, though not yet kept, before the last command.
+        number = self.newestFrame() + 2
+        self.awaitFrame(number)
+        return number
+
+    def frame(self, number):
+        return readPng(self.machine.fetch(self._framePath(number)))
+
+    def millisecondsToFirstPicture(self):
+        times = [self.machine.run(f"stat -c %y {path}")
+                 for path in (self._startMark, self._framePath(1))]
+        hours, minutes, seconds = zip(*(map(float, time.split()[1].split(":")) for time in times))
+        day = (hours[1] - hours[0]) * 3600 + (minutes[1] - minutes[0]) * 60
+        return round((day + seconds[1] - seconds[0]) * 1000) % (24 * 3600 * 1000)
+
+    def residentKilobytes(self):
+        return int(self.machine.run(f"sed -n 's/VmRSS:[^0-9]*\\([0-9]*\\).*/\\1/p' "
+                                    f"/proc/{self.pid}/status"))
+
+    def _framePath(self, number):
+        return f"{self.frameFolder}/frame-{number:06}.png"
+
+    # A process that has ended but was not waited for yet is a zombie, and no longer alive.
+    def _alive(self):
+        return f"grep -q 'State:.[^Z]' /proc/{self.pid}/status 2>/dev/null"
+
+
+def nearestFrame(picture, console, first, last):
+    """The least difference between the picture and any of the console's frames first..last, which
+    are waited for, and the frame's number. Stops at one that is equal."""
+    nearest = (257, None)
+    for number in range(first, last + 1):
+        console.awaitFrame(number)
+        nearest = min(nearest, (differenceOf(picture, console.frame(number)), number))
+        if nearest[0] == 0:
+            break
+    return nearest

@@ -1,0 +1,157 @@
+"""The emulated machine: one QEMU process with a display that nobody but the test looks at.
+
+The second serial port carries commands and their output, the first one the kernel's messages into a
+log; QEMU's monitor takes pictures of the display and tells how the machine ended. Both channels are
+sockets handed to the process, so that nothing has to be found or waited for by name.
+"""
+
+import base64
+import json
+import pathlib
+import shlex
+import socket
+import subprocess
+import tempfile
+
+from debianPackages import requireProgram
+from picture import readPpm
+
+# End a wait for something that will never happen; no result depends on them. The machine gives up
+# first, so that a hanging scenario does not take the others with it.
+HANG_SECONDS = 200
+HANG_TURNS = 1200
+TURN_MICROSECONDS = 50000
+
+MEMORY = "2G"
+
+# The displays of the machine, by what the monitor calls them. The driver of the first is bochs, of
+# the second virtio_gpu.
+FIRST_DISPLAY = "first"
+SECOND_DISPLAY = "second"
+
+
+class CommandFailed(Exception):
+    pass
+
+
+class Machine:
+    """Boots on creation; usable once it answers. close() ends it, whatever its state."""
+
+    def __init__(self, image, folder, displaySize):
+        self._folder = pathlib.Path(folder)
+        self._folder.mkdir(parents=True, exist_ok=True)
+        self.kernelLog = self._folder / "kernel.log"
+        self._commands, commandsFar = socket.socketpair()
+        self._monitor, monitorFar = socket.socketpair()
+        self._process = _startEmulator(image, self.kernelLog, displaySize, commandsFar, monitorFar)
+        for near, far in [(self._commands, commandsFar), (self._monitor, monitorFar)]:
+            far.close()
+            near.settimeout(HANG_SECONDS)
+        self._commandLines = self._commands.makefile("rb")
+        self._monitorLines = self._monitor.makefile("rb")
+        self._events = []
+
+        self._nextMonitorMessage()  # the greeting
+        self.askMonitor("qmp_capabilities")
+        self._readUntil(b"machine is up")
+
+    def isUp(self):
+        return self._process.poll() is None
+
+    def attempt(self, command):
+        """Runs one line of shell in the machine: its exit status and what it printed."""
+        assert "\n" not in command
+        self._commands.sendall(command.encode() + b"\n")
+        output, status = self._readUntil(b"command ended: ")
+        # The line feed before the last line belongs to the channel.
+        return int(status), output[:-1].decode(errors="replace")
+
+    def run(self, command):
+        """As attempt(), for a command that has to succeed: what it printed."""
+        status, output = self.attempt(command)
+        if status != 0:
+            raise CommandFailed(f"{command}\nended with {status} and printed:\n{output}")
+        return output
+
+    def waitUntil(self, condition):
+        """Returns once the shell condition holds in the machine."""
+        self.run(f"turns=0; until {condition}; do turns=$((turns + 1)); "
+                 f"[ $turns -lt {HANG_TURNS} ] || break; usleep {TURN_MICROSECONDS}; done; "
+                 f"{condition}")
+
+    def fetch(self, path):
+        """The bytes of a file in the machine."""
+        return base64.b64decode(self.run(f"base64 {shlex.quote(path)}"))
+
+    def fetchText(self, path):
+        return self.fetch(path).decode(errors="replace")
+
+    def displayPicture(self, device=FIRST_DISPLAY):
+        """What that display shows, taken from outside of the machine."""
+        with tempfile.NamedTemporaryFile(dir=self._folder, suffix=".ppm") as file:
+            self.askMonitor("screendump", filename=file.name, device=device)
+            return readPpm(pathlib.Path(file.name).read_bytes())
+
+    def askMonitor(self, command, **arguments):
+        request = {"execute": command, "arguments": arguments}
+        self._monitor.sendall(json.dumps(request).encode() + b"\n")
+        while True:
+            message = self._nextMonitorMessage()
+            if "error" in message:
+                raise CommandFailed(f"monitor: {message['error']['desc']}")
+            if "return" in message:
+                return message["return"]
+
+    def powerOff(self):
+        """Asks the machine's init to power off and waits for it: the reason that QEMU gives."""
+        self._commands.sendall(b"poweroff\n")
+        while not any(event["event"] == "SHUTDOWN" for event in self._events):
+            self._nextMonitorMessage()
+        self._process.wait(HANG_SECONDS)
+        return next(e["data"]["reason"] for e in self._events if e["event"] == "SHUTDOWN")
+
+    def close(self):
+        if self.isUp():
+            self._process.kill()
+        self._process.wait()
+        for channel in [self._commandLines, self._monitorLines, self._commands, self._monitor]:
+            channel.close()
+
+    # The lines before the one that starts with `marker`, and what follows the marker in it.
+    def _readUntil(self, marker):
+        output = b""
+        for line in self._commandLines:
+            if line.startswith(marker):
+                return output, line[len(marker):]
+            output += line
+        raise CommandFailed(f"the machine ended; its last words are in {self.kernelLog}")
+
+    def _nextMonitorMessage(self):
+        line = self._monitorLines.readline()
+        if not line:
+            raise CommandFailed("the emulator ended")
+        message = json.loads(line)
+        if "event" in message:
+            self._events.append(message)
+        return message
+
+
+def _startEmulator(image, kernelLog, displaySize, commands, monitor):
+    width, height = displaySize
+    arguments = [
+        # Ends with the test, also when the test is killed.
+        requireProgram("setpriv"), "--pdeathsig", "KILL",
+        requireProgram("qemu-system-x86_64"),
+        "-nodefaults", "-no-user-config", "-no-reboot",
+        "-accel", "tcg", "-smp", "2", "-m", MEMORY,
+        "-display", "none", "-vga", "none",
+        "-device", f"bochs-display,id={FIRST_DISPLAY},xres={width},yres={height}",
+        "-device", f"virtio-gpu-pci,id={SECOND_DISPLAY},xres={width},yres={height}",
+        "-kernel", image.kernel, "-initrd", image.initramfs,
+        "-append", "console=ttyS0 panic=-1",
+        "-serial", f"file:{kernelLog}",
+        "-chardev", f"socket,id=commands,fd={commands.fileno()}", "-serial", "chardev:commands",
+        "-chardev", f"socket,id=monitor,fd={monitor.fileno()}", "-mon", "monitor,mode=control",
+    ]
+    return subprocess.Popen(arguments, stdin=subprocess.DEVNULL,
+                            pass_fds=[commands.fileno(), monitor.fileno()])

@@ -1,0 +1,143 @@
+"""What the emulated machine boots: Debian's kernel and an initramfs made of busybox, the display and
+FUSE drivers as modules, the program with every library that it loads, Mesa and a font.
+
+The image holds no more than that, since each megabyte costs boot time under emulation.
+"""
+
+import pathlib
+import re
+import subprocess
+
+from debianPackages import Unavailable, kernelPackage, newestUnpacked, unpackedPackage
+from initramfs import Initramfs
+
+GUEST_FILES = pathlib.Path(__file__).resolve().parent / "guest"
+FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
+
+# With what each of them needs, they go into the image; the scenarios load them.
+DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "fuse"]
+
+# Loaded by name at run time, so that no closure of the program's own libraries finds them.
+MESA_FOLDER = pathlib.Path("/usr/lib/x86_64-linux-gnu")
+MESA_LIBRARIES = ["libEGL_mesa.so.0", "libgbm.so.1", "dri/kms_swrast_dri.so"]
+MESA_VENDOR_FILE = "/usr/share/glvnd/egl_vendor.d/50_mesa.json"
+
+
+class MachineImage:
+    """Kernel and initramfs, as paths."""
+
+    def __init__(self, kernel, initramfs):
+        self.kernel = kernel
+        self.initramfs = initramfs
+
+
+def buildImage(cache, programs):
+    """Makes the image in the folder `cache`. `programs` are installed in the guest's /bin."""
+    cache.mkdir(parents=True, exist_ok=True)
+    kernelFiles = _kernelFiles(cache)
+    busybox = newestUnpacked("busybox-static", cache) or unpackedPackage("busybox-static", cache)
+
+    image = Initramfs()
+    _addSystem(image, busybox / "bin/busybox")
+    _addModules(image, kernelFiles)
+    _addPrograms(image, programs)
+    _addMesa(image)
+    image.addFile("usr/share/font.ttf", _present(FONT))
+
+    archive = cache / "initramfs.cpio"
+    image.write(archive)
+    return MachineImage(next((kernelFiles / "boot").glob("vmlinuz-*")), archive)
+
+
+def _kernelFiles(cache):
+    # The newest that is there serves: the test is about the console, not about this week's kernel.
+    return newestUnpacked("linux-image-", cache) or unpackedPackage(kernelPackage(), cache)
+
+
+def _present(path):
+    path = pathlib.Path(path)
+    if not path.exists():
+        raise Unavailable(f"{path} is not installed")
+    return path
+
+
+def _addSystem(image, busybox):
+    for folder in ["dev", "proc", "sys", "tmp", "run", "etc", "root", "usr/bin", "usr/lib"]:
+        image.addFolder(folder)
+    for folder in ["bin", "lib"]:
+        image.addLink(folder, "usr/" + folder)
+    image.addLink("lib64", "usr/lib")
+    image.addLink("sbin", "usr/bin")
+
+    image.addFile("usr/bin/busybox", busybox)
+    applets = subprocess.run([busybox, "--list"], text=True, capture_output=True, check=True).stdout
+    for applet in applets.split():
+        if applet != "busybox":
+            image.addLink(f"usr/bin/{applet}", "busybox")
+
+    image.addLink("init", "bin/busybox")
+    image.addFile("etc/inittab", GUEST_FILES / "inittab")
+    image.addFile("etc/init.rc", GUEST_FILES / "init.rc")
+    image.addFile("usr/bin/commandChannel", GUEST_FILES / "commandChannel")
+
+
+def _addModules(image, kernelFiles):
+    root = next((kernelFiles / "lib/modules").iterdir())
+    byName = {_moduleName(path): path for path in root.rglob("*.ko")}
+    lines = []
+    pending = list(DRIVERS)
+    added = set()
+    while pending:
+        name = pending.pop()
+        if name in added:
+            continue
+        added.add(name)
+        needed = _moduleNeeds(byName[name])
+        pending += needed
+        image.addFile(f"usr/lib/modules/{root.name}/{name}.ko", byName[name])
+        lines.append(f"{name}.ko: " + " ".join(f"{other}.ko" for other in _withNeeds(needed, byName)))
+    image.addText(f"usr/lib/modules/{root.name}/modules.dep", "\n".join(lines) + "\n")
+
+
+def _moduleName(path):
+    return path.stem.replace("-", "_")
+
+
+def _moduleNeeds(path):
+    """The names that the module itself says it needs, in the section that modinfo reads."""
+    found = re.search(rb"\0depends=([^\0]*)\0", path.read_bytes())
+    return [name.replace("-", "_") for name in found.group(1).decode().split(",") if name]
+
+
+def _withNeeds(names, byName):
+    """Each name followed by what it needs, as modules.dep wants it: the first needed comes last."""
+    ordered = []
+    for name in names:
+        for other in [name, *_withNeeds(_moduleNeeds(byName[name]), byName)]:
+            if other in ordered:
+                ordered.remove(other)
+            ordered.append(other)
+    return ordered
+
+
+def _addPrograms(image, programs):
+    for program in programs:
+        image.addFile(f"usr/bin/{program.name}", _present(program))
+        _addLibraries(image, program)
+
+
+def _addMesa(image):
+    for name in MESA_LIBRARIES:
+        library = _present(MESA_FOLDER / name)
+        image.addFile(str(library), library)
+        _addLibraries(image, library)
+    # One file under both names: which of them is asked for depends on the EGL platform.
+    image.addLink(f"{MESA_FOLDER}/dri/swrast_dri.so", "kms_swrast_dri.so")
+    image.addFile(MESA_VENDOR_FILE, _present(MESA_VENDOR_FILE))
+
+
+def _addLibraries(image, binary):
+    listing = subprocess.run(["ldd", binary], text=True, capture_output=True, check=True).stdout
+    for path in re.findall(r"(/\S+) \(0x", listing):
+        # /lib is a link to /usr/lib, in the guest as on the host.
+        image.addFile(re.sub(r"^/lib(64)?/", "/usr/lib/", path), path)
