@@ -21,13 +21,19 @@ class GuestConsole:
         self.node = node
         self.frameFolder = f"/tmp/{name}.frames"
         self.logFile = f"/tmp/{name}.log"
-        self._startMark = f"/tmp/{name}.start"
-        session = "setsid" if terminal == "/dev/null" else "setsid -c"  # -c: it becomes our own
-        self.pid = machine.run(
-            f"rm -rf {self.frameFolder}; touch {self._startMark}; "
-            f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} VELKARIS_CAPTURE={self.frameFolder} "
-            f"{session} velkaris -p {FONT} -f {FONT_SIZE} <{terminal} >{self.logFile} 2>&1 & "
-            "echo $!").strip()
+        self._startFile = f"/tmp/{name}.start"  # holds the process id; as old as the process
+        self._endFile = f"/tmp/{name}.end"  # holds the exit status, once there is one
+
+        # On a terminal it is the leader of that terminal's session, as started by init.
+        session = "setsid" if terminal == "/dev/null" else "setsid -c"
+        environment = (f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} "
+                       f"VELKARIS_CAPTURE={self.frameFolder}")
+        machine.run(f"rm -rf {self.frameFolder} {self._startFile} {self._endFile}; "
+                    f"{{ {environment} sh -c 'echo $$ >{self._startFile}; exec {session} "
+                    f"velkaris -p {FONT} -f {FONT_SIZE}' <{terminal} >{self.logFile} 2>&1; "
+                    f"echo $? >{self._endFile}; }} 2>/dev/null &")
+        machine.waitUntil(f"[ -s {self._startFile} ]")
+        self.pid = int(machine.run(f"cat {self._startFile}"))
 
     def awaitStart(self):
         """Waits until it answers at its node, which appears after the first picture."""
@@ -56,15 +62,15 @@ class GuestConsole:
         self.machine.run(f"kill -{name} {self.pid}")
         return self.exitStatus()
 
-    def end(self):
-        """Whatever its state, and the machine's; also a second time."""
-        if self.machine.isUp():
-            self.machine.attempt(f"kill -KILL {self.pid}; wait {self.pid}")
-
     def exitStatus(self):
         """Waits for the end of the process."""
-        self.machine.waitUntil(f"! {self._alive()}")
-        return self.machine.attempt(f"wait {self.pid}")[0]
+        self.machine.waitUntil(f"[ -s {self._endFile} ]")
+        return int(self.machine.run(f"cat {self._endFile}"))
+
+    def end(self):
+        """Whatever its state, and the machine's; also a second time."""
+        if self.machine.isUp() and self.isAlive():
+            self.signal("KILL")
 
     def newestFrame(self):
         """The number of the frame that was presented last; 0 before the first."""
@@ -89,7 +95,7 @@ class GuestConsole:
 
     def millisecondsToFirstPicture(self):
         times = [self.machine.run(f"stat -c %y {path}")
-                 for path in (self._startMark, self._framePath(1))]
+                 for path in (self._startFile, self._framePath(1))]
         hours, minutes, seconds = zip(*(map(float, time.split()[1].split(":")) for time in times))
         day = (hours[1] - hours[0]) * 3600 + (minutes[1] - minutes[0]) * 60
         return round((day + seconds[1] - seconds[0]) * 1000) % (24 * 3600 * 1000)
@@ -101,9 +107,8 @@ class GuestConsole:
     def _framePath(self, number):
         return f"{self.frameFolder}/frame-{number:06}.png"
 
-    # A process that has ended but was not waited for yet is a zombie, and no longer alive.
     def _alive(self):
-        return f"grep -q 'State:.[^Z]' /proc/{self.pid}/status 2>/dev/null"
+        return f"[ ! -e {self._endFile} ]"
 
 
 def nearestFrame(picture, console, first, last):

@@ -15,6 +15,13 @@ class Picture:
         self.height = height
         self.pixels = bytes(pixels)
 
+    def __eq__(self, other):
+        return self.size() == other.size() and self.pixels == other.pixels
+
+    # What a failed comparison prints: not every pixel.
+    def __repr__(self):
+        return f"Picture({self.width}x{self.height}, {zlib.crc32(self.pixels):08x})"
+
     def size(self):
         return (self.width, self.height)
 
