@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
+#include <vector>
 
 #include "dispatch/eventLoop.h"
 
@@ -16,11 +18,12 @@ struct PulseHandler {
 };
 
 struct _dispatch {
-    int number = 0;             // place among all handles
-    bool attached = false;      // something was attached, so contexts may be made
-    bool contextsMade = false;  // the sizes below are fixed from then on
-    size_t messageBytes = 0;    // receive buffer of a context
-    unsigned parts = 1;         // reply vector of a context
+    int number = 0;           // place among all handles
+    bool attached = false;    // something was attached, so contexts may be made
+    size_t messageBytes = 0;  // receive buffer of a context
+    unsigned parts = 1;       // reply vector of a context
+    // The contexts with their buffers; once there is one, the two sizes are fixed.
+    std::vector<std::unique_ptr<char[]>> contexts;
     std::array<PulseHandler, _PULSE_CODE_MAXAVAIL + 1> pulses;
 };
 

@@ -76,7 +76,7 @@ void handlePulse(dispatch_context_t* ctp, int timer) {
 }  // namespace
 
 int channelReserve(dispatch_t* dpp, size_t messageBytes, unsigned parts) {
-    if (dpp->contextsMade && (messageBytes > dpp->messageBytes || parts > dpp->parts))
+    if (!dpp->contexts.empty() && (messageBytes > dpp->messageBytes || parts > dpp->parts))
         return EINVAL;
     if (messageBytes > dpp->messageBytes)
         dpp->messageBytes = messageBytes;
@@ -106,21 +106,19 @@ dispatch_t* dispatch_create(void) {
 dispatch_context_t* dispatch_context_alloc(dispatch_t* dpp) {
     if (!dpp || !dpp->attached)
         return fail<dispatch_context_t>(EINVAL);
-    const size_t partsBytes = dpp->parts * sizeof(iov_t);
-    void* const room = calloc(1, sizeof(ContextBlock) + partsBytes);
-    void* const message = calloc(1, dpp->messageBytes);
-    if (!room || !message) {
-        free(room);
-        free(message);
+    const size_t blockBytes = sizeof(ContextBlock) + dpp->parts * sizeof(iov_t);
+    std::unique_ptr<char[]> room(new (std::nothrow) char[blockBytes]());
+    std::unique_ptr<char[]> message(new (std::nothrow) char[dpp->messageBytes]());
+    if (!room || !message)
         return fail<dispatch_context_t>(ENOMEM);
-    }
-    ContextBlock* const block = new (room) ContextBlock;
+    ContextBlock* const block = new (room.get()) ContextBlock;
     memset(&block->context, 0, sizeof(block->context));
     resmgr_context_t& context = block->context.resmgr_context;
     context.dpp = dpp;
-    context.msg = static_cast<resmgr_iomsgs_t*>(message);
+    context.msg = reinterpret_cast<resmgr_iomsgs_t*>(message.get());
     context.msg_max_size = dpp->messageBytes;
-    dpp->contextsMade = true;
+    dpp->contexts.push_back(std::move(room));
+    dpp->contexts.push_back(std::move(message));
     return &block->context;
 }
 
