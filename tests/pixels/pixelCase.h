@@ -17,4 +17,8 @@ struct PixelCase {
 
 // Runs the cases side by side: checks each first, empty picture and the pictures of the next two
 // ticks after the script.
+//
+// VELKARIS_PIXEL_WINDOW names the window backend, headless unless set. With
+// VELKARIS_PIXEL_DISPLAY=WIDTHxHEIGHT the backend has one display of that size: the cases of that
+// size run one after the other, and a test without any is skipped.
 void expectPictures(const std::vector<PixelCase>& cases);
