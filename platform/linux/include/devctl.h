@@ -11,6 +11,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -299,29 +300,50 @@ static inline int devctl(int filedes, int dcmd, void* dev_data_ptr, size_t n_byt
     return EOK;
 }
 
-// Connects to the socket at `path`, however long the path is, and opens the node there.
-static inline int devctlOpenSocket(const char* path, int oflag) {
-    struct DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, (uint32_t)oflag, 0);
-    struct DevctlAnswer answer;
+// Connects to the socket at `path`. A path that the address has no room for goes through a
+// descriptor of its folder. Returns 0 or an error number.
+static inline int devctlConnect(int fd, const char* path) {
+    static const char descriptors[] = "/proc/self/fd/";
+    const char* const slash = strrchr(path, '/');
     struct sockaddr_un address;
-    int fd, error = 0;
+    char folderPath[4096];
+    int folder = -1, digits, error;
 
     memset(&address, 0, sizeof(address));
     address.sun_family = AF_UNIX;
-    if (strlen(path) >= sizeof(address.sun_path)) {
-        errno = ENAMETOOLONG;
-        return -1;
+    if (strlen(path) < sizeof(address.sun_path)) {
+        strcpy(address.sun_path, path);
+    } else {
+        const size_t name = slash ? strlen(slash) : 0;
+        if (!slash || (size_t)(slash - path) + 1 >= sizeof(folderPath) ||
+            sizeof(descriptors) + 10 + name > sizeof(address.sun_path))
+            return ENAMETOOLONG;
+        memcpy(folderPath, path, (size_t)(slash - path) + 1);
+        folderPath[slash - path + 1] = '\0';
+        folder = open(folderPath, O_RDONLY);
+        if (folder < 0)
+            return errno;
+        digits = snprintf(address.sun_path, sizeof(address.sun_path), "%s%d", descriptors, folder);
+        memcpy(address.sun_path + digits, slash, name + 1);
     }
-    strcpy(address.sun_path, path);
-    fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    error = connect(fd, (const struct sockaddr*)&address, sizeof(address)) == 0 ? 0 : errno;
+    if (folder >= 0)
+        close(folder);
+    return error == EPROTOTYPE ? ENODEV : error;  // another kind of socket is no node
+}
+
+// Opens the node that is served by the socket at `path`.
+static inline int devctlOpenSocket(const char* path, int oflag) {
+    struct DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, (uint32_t)oflag, 0);
+    struct DevctlAnswer answer;
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    int error;
+
     if (fd < 0)
         return -1;
-    if (connect(fd, (const struct sockaddr*)&address, sizeof(address)) != 0)
-        error = errno == EPROTOTYPE ? ENODEV : errno;  // another kind of socket: no node
-    else if (devctlExchange(fd, &packet, 0, &answer, 0, 0) < 0)
-        error = errno;
-    else
-        error = answer.status;
+    error = devctlConnect(fd, path);
+    if (error == 0)
+        error = devctlExchange(fd, &packet, 0, &answer, 0, 0) < 0 ? errno : answer.status;
     if (error == 0)
         return fd;
     close(fd);

@@ -1,0 +1,201 @@
+// The node as a socket, and clients of it that do not keep to the rules.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "platform/resmgr/servedNode.h"
+#include "resmgr/socketAddress.h"
+
+namespace {
+
+class SocketNodeTest : public testing::Test {
+protected:
+    void SetUp() override {
+        node_ = std::make_unique<ServedNode>(folder_.file("node"), "socket");
+        ASSERT_TRUE(node_->attached()) << strerror(node_->attachError());
+    }
+
+    FileDescriptor openNode() const {
+        return FileDescriptor(devctl_open(node_->path().c_str(), O_RDWR));
+    }
+
+    // Connected, but not opened by the protocol.
+    FileDescriptor connectRaw() const {
+        FileDescriptor raw(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+        const SocketAddress address(node_->path());
+        EXPECT_EQ(connect(raw.get(), address.get(), address.size()), 0);
+        return raw;
+    }
+
+    // The service still serves others.
+    void expectAlive() {
+        const FileDescriptor client = openNode();
+        ASSERT_TRUE(client) << strerror(errno);
+        ASSERT_EQ(devctl_write(client.get(), "alive", 5), 5);
+        EXPECT_STREQ(node_->nextReport().start, "alive");
+    }
+
+    // Waits until the service has hung up on `client`.
+    static void expectDropped(const FileDescriptor& client) {
+        pollfd gone = {client.get(), POLLHUP, 0};
+        EXPECT_EQ(poll(&gone, 1, 60000), 1);
+        EXPECT_NE(gone.revents & POLLHUP, 0);
+    }
+
+    NodeFolder folder_;
+    std::unique_ptr<ServedNode> node_;
+};
+
+TEST_F(SocketNodeTest, EverybodyMayConnect) {
+    struct stat found;
+    ASSERT_EQ(stat(node_->path().c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode, static_cast<mode_t>(S_IFSOCK | 0666));
+}
+
+TEST_F(SocketNodeTest, SaysThatRedirectionWillNotWork) {
+    node_->end(SIGTERM);
+    EXPECT_NE(node_->errorText().find("shell redirection to it will not work"), std::string::npos);
+}
+
+TEST_F(SocketNodeTest, ALongPathIsServedAsWell) {
+    const std::string name(60, 'n'), folder = folder_.file(std::string(60, 'f'));
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    {
+        ServedNode node(folder + "/" + name, "socket");
+        EXPECT_TRUE(node.attached());
+        const FileDescriptor client(devctl_open(node.path().c_str(), O_WRONLY));
+        ASSERT_TRUE(client) << strerror(errno);
+        EXPECT_EQ(devctl_write(client.get(), "x", 1), 1);
+    }
+    EXPECT_NE(access((folder + "/" + name).c_str(), F_OK), 0);
+}
+
+TEST_F(SocketNodeTest, RubbishCostsOnlyItsSender) {
+    DevctlPacket wrongMagic = devctlMakePacket(kDevctlPacketWrite, 0, 0);
+    wrongMagic.magic = 1;
+    const DevctlPacket noDescriptor = devctlMakePacket(kDevctlPacketOpen, O_WRONLY, 0);
+    const std::string packets[] = {
+        "x",
+        "echo hello\n",
+        std::string(100000, 'x'),
+        std::string(kDevctlPacketBytes + 24, '\0'),
+        std::string(reinterpret_cast<const char*>(&wrongMagic), sizeof(wrongMagic)),
+        std::string(reinterpret_cast<const char*>(&noDescriptor), sizeof(noDescriptor)),
+    };
+    for (const std::string& packet : packets) {
+        const FileDescriptor client = connectRaw();
+        ASSERT_EQ(send(client.get(), packet.data(), packet.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(packet.size()));
+        expectDropped(client);
+        expectAlive();
+    }
+}
+
+TEST_F(SocketNodeTest, ADescriptorThatIsNoAnswerSocketIsRefused) {
+    const FileDescriptor client = connectRaw();
+    const FileDescriptor file(open("/dev/null", O_RDWR | O_CLOEXEC));
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, O_WRONLY, 0);
+    ASSERT_EQ(devctlSendFirst(client.get(), &packet, nullptr, file.get()), 0);
+    expectDropped(client);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, RequestsBeforeTheOpenAreRefused) {
+    const FileDescriptor client = connectRaw();
+    EXPECT_EQ(devctl_write(client.get(), "x", 1), -1);
+    EXPECT_EQ(errno, EBADF);
+}
+
+TEST_F(SocketNodeTest, AnUnknownKindOfRequestIsRefused) {
+    const FileDescriptor client = openNode();
+    const DevctlPacket packet = devctlMakePacket(99, 0, 0);
+    DevctlAnswer answer;
+    ASSERT_EQ(devctlExchange(client.get(), &packet, nullptr, &answer, nullptr, 0), 0);
+    EXPECT_EQ(answer.status, EINVAL);
+}
+
+TEST_F(SocketNodeTest, AClientThatAnnouncesMuchAndSendsNothingHoldsUpNobody) {
+    const FileDescriptor client = openNode();
+    int channel[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+    const FileDescriptor mine(channel[0]);
+    FileDescriptor theirs(channel[1]);
+    const std::string first(kDevctlPacketBytes, 'x');
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketWrite, 0, 0x7ffff000);
+    ASSERT_GT(devctlSendFirst(client.get(), &packet, first.data(), theirs.get()), 0);
+    theirs.reset();
+    expectAlive();
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, MoreThanAnyWriteTakesIsRefused) {
+    const FileDescriptor client = openNode();
+    const std::string first(kDevctlPacketBytes, 'x');
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketWrite, 0, uint64_t{4} << 30);
+    int channel[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+    const FileDescriptor mine(channel[0]), theirs(channel[1]);
+    ASSERT_GT(devctlSendFirst(client.get(), &packet, first.data(), theirs.get()), 0);
+    expectDropped(client);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, AWriteWhoseClientDiesHalfwayIsNone) {
+    FileDescriptor client = openNode();
+    int channel[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+    FileDescriptor mine(channel[0]), theirs(channel[1]);
+    const std::string first(kDevctlPacketBytes, 'x');
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketWrite, 0, 2 * kDevctlPacketBytes);
+    ASSERT_GT(devctlSendFirst(client.get(), &packet, first.data(), theirs.get()), 0);
+    theirs.reset();
+    mine.reset();
+    expectDropped(client);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, AClientThatDoesNotReadItsAnswersHoldsUpNobody) {
+    const FileDescriptor client = openNode();
+    std::vector<FileDescriptor> channels;
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketWrite, 0, 1);
+    for (int i = 0; i < 20; ++i) {
+        int channel[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+        channels.emplace_back(channel[0]);
+        const FileDescriptor theirs(channel[1]);
+        ASSERT_EQ(devctlSendFirst(client.get(), &packet, "q", theirs.get()), 1);
+        EXPECT_STREQ(node_->nextReport().start, "q");
+    }
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, AThousandClientsAtOnce) {
+    rlimit limit;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (limit.rlim_max < 1200)
+        GTEST_SKIP() << "this process may open " << limit.rlim_max << " files only";
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    std::vector<FileDescriptor> clients;
+    for (int i = 0; i < 1000; ++i) {
+        clients.push_back(openNode());
+        ASSERT_TRUE(clients.back()) << i << ": " << strerror(errno);
+    }
+    for (int i = 0; i < 1000; ++i) {
+        const std::string text = std::to_string(i);
+        ASSERT_EQ(devctl_write(clients[i].get(), text.data(), text.size()),
+                  static_cast<ssize_t>(text.size()));
+        EXPECT_EQ(node_->nextReport().start, text);
+    }
+}
+
+}  // namespace
