@@ -213,8 +213,8 @@ TEST_F(DisplayableInit, FailsWithoutANativeWindow) {
 
 TEST_F(DisplayableInit, FailsWithoutASurface) {
     fakeEgl.createsSurface = false;
-    fakeEgl.error = EGL_BAD_MATCH;
-    expectFailure("eglCreateWindowSurface failed with error: 0x3009",
+    fakeEgl.error = EGL_BAD_NATIVE_WINDOW;
+    expectFailure("eglCreateWindowSurface failed with error: 0x300B",
                   "Window created.  Creating surface ...");
     EXPECT_EQ(callCount("eglMakeCurrent"), 0);
     EXPECT_EQ(callCount("eglTerminate"), 0);

@@ -357,6 +357,18 @@ TEST_F(BuildFontAtlas, APackedBitmapIsNotReadAsCoverage) {
     EXPECT_THAT(fakeGl.textures.at(0).bytes, ::testing::Each(0));
 }
 
+TEST_F(BuildFontAtlas, AGlyphWithoutABufferIsNotCopied) {
+    freeTypeWraps.afterLoad = [](FT_Face face, FT_ULong) {
+        FT_Bitmap& bitmap = face->glyph->bitmap;
+        bitmap.buffer = nullptr;
+        bitmap.width = bitmap.rows = 8;
+        bitmap.pixel_mode = FT_PIXEL_MODE_GRAY;
+    };
+    buildAtlas(kFont, 12);
+    EXPECT_THAT(fakeGl.textures.at(0).bytes, ::testing::Each(0));
+    EXPECT_GT(fontAtlas.glyphs['A'].advance, 0);
+}
+
 TEST_F(BuildFontAtlas, KeepsNoneOfItsBuffers) {
     initFont(kFont);
     buildFontAtlas(12);  // FreeType grows its own buffers the first time
