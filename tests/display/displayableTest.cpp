@@ -46,6 +46,19 @@ TEST(DisplayableDeathTest, WithoutMemoryThereIsNoInstanceAndTheNextCallTriesAgai
         ::testing::ExitedWithCode(0), "");
 }
 
+TEST(DisplayableDeathTest, DeletingTheInstanceTearsNothingDown) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            CDisplayable* const instance = CDisplayable::getInstance();
+            instance->init();
+            clearCalls();
+            delete instance;
+            _exit(static_cast<int>(calls().size()));
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
 TEST_F(DisplayableInit, MakesTheseCallsInThisOrder) {
     init(1);
     EXPECT_THAT(
