@@ -7,7 +7,7 @@ run_packages="g++ cmake ninja-build pkg-config
     libfuse3-dev fuse3 libx11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
 # Builds and runs the tests besides.
-test_packages="libgtest-dev libgmock-dev xvfb"
+test_packages="libgtest-dev libgmock-dev xvfb curl pv python3 clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.
 install_packages() {
