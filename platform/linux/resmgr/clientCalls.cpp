@@ -57,7 +57,7 @@ CallFacts vectorFacts(const Syscall& call, pid_t thread) {
 }
 
 CallFacts positionedFacts(const Syscall& call) {
-    return {ClientCall::positioned, 0, call.arguments[1]};
+    return {ClientCall::positioned, 0, call.arguments[1], false};
 }
 
 }  // namespace
@@ -68,7 +68,8 @@ CallFacts factsOfSyscall(const char* line, pid_t thread) {
         return {};
     switch (call.number) {
         case SYS_write:
-            return {ClientCall::plain, std::min(call.arguments[2], kWriteMax), call.arguments[1]};
+            return {ClientCall::plain, std::min(call.arguments[2], kWriteMax), call.arguments[1],
+                    true};
         case SYS_writev: return vectorFacts(call, thread);
         case SYS_pwrite64:
         case SYS_pwritev: return positionedFacts(call);

@@ -214,7 +214,8 @@ struct FuseOperations {
         piece.offset = offset;
         piece.size = size;
         piece.appends = (info->flags & O_APPEND) != 0;
-        piece.facts = node->calls_.read(piece.thread);
+        if (node->joiner_.needsFacts(piece))
+            piece.facts = node->calls_.read(piece.thread);
         if (node->joiner_.pending() && !node->joiner_.continues(piece))
             node->finishPending();
 

@@ -1,5 +1,23 @@
 #include "resmgr/writeJoiner.h"
 
+namespace {
+
+// A piece that is not the last fills the 256 pages of a request. Fewer bytes than that cannot, in
+// however many parts they come.
+constexpr size_t kTooSmallInParts = 255;
+
+// Nor can so few in the hands of a client that writes blocks, or vectors of less than 120 parts.
+constexpr size_t kTooSmallInBlocks = 65536;
+
+}  // namespace
+
+bool WriteJoiner::needsFacts(const WritePiece& piece) const {
+    const auto known = descriptors_.find(piece.handle);
+    if (pending_ || known == descriptors_.end() || !known->second.plain || !atPosition(piece))
+        return true;
+    return piece.size > (known->second.oneBlock ? kTooSmallInBlocks : kTooSmallInParts);
+}
+
 bool WriteJoiner::continues(const WritePiece& piece) const {
     return pending_ && piece.handle == first_.handle && piece.thread == first_.thread &&
            piece.offset == first_.offset + static_cast<int64_t>(received_) &&
@@ -17,7 +35,12 @@ PieceRole WriteJoiner::add(const WritePiece& piece) {
             return PieceRole::positioned;
         first_ = piece;
     }
-    positions_[piece.handle] = piece.offset + static_cast<int64_t>(piece.size);
+    Descriptor& descriptor = descriptors_[piece.handle];
+    descriptor.position = piece.offset + static_cast<int64_t>(piece.size);
+    if (piece.facts.call == ClientCall::plain) {
+        descriptor.plain = true;
+        descriptor.oneBlock = piece.facts.oneBlock;
+    }
     received_ = received;
     const PieceRole role =
         piece.facts.call == ClientCall::plain ? roleByFacts(piece, received) : roleBySize(piece);
@@ -31,7 +54,7 @@ void WriteJoiner::finish() {
 }
 
 void WriteJoiner::refused(const WritePiece& piece) {
-    positions_[piece.handle] = piece.offset;
+    descriptors_[piece.handle].position = piece.offset;
 }
 
 PieceRole WriteJoiner::roleByFacts(const WritePiece& piece, uint64_t received) const {
@@ -45,6 +68,6 @@ PieceRole WriteJoiner::roleBySize(const WritePiece& piece) const {
 bool WriteJoiner::atPosition(const WritePiece& piece) const {
     if (piece.appends)
         return true;
-    const auto position = positions_.find(piece.handle);
-    return piece.offset == (position == positions_.end() ? 0 : position->second);
+    const auto known = descriptors_.find(piece.handle);
+    return piece.offset == (known == descriptors_.end() ? 0 : known->second.position);
 }

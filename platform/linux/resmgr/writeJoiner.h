@@ -21,6 +21,7 @@ struct CallFacts {
     ClientCall call = ClientCall::unknown;
     uint64_t total = 0;     // bytes that the whole call writes
     uint64_t argument = 0;  // address of its data, to tell one call from the next
+    bool oneBlock = false;  // its data is in one block, not in many parts
 
     bool operator==(const CallFacts& other) const {
         return call == other.call && total == other.total && argument == other.argument;
@@ -53,6 +54,12 @@ public:
     pid_t thread() const { return first_.thread; }
     const CallFacts& facts() const { return first_.facts; }
 
+    // Whether the system call has to be read for this piece; `facts` are not filled in yet. Reading
+    // it costs as much as a small write, so it is spared where the answer is as good as known: the
+    // descriptor has written plainly before, the piece is where the last write ended, and it is too
+    // small for anything but the end of a write.
+    bool needsFacts(const WritePiece& piece) const;
+
     // Whether the piece goes on where the pending write stopped. If not, that write is over: finish
     // it before the piece is added.
     bool continues(const WritePiece& piece) const;
@@ -74,17 +81,22 @@ public:
     void refused(const WritePiece& piece);
 
     // The descriptor is gone.
-    void forget(uint64_t handle) { positions_.erase(handle); }
+    void forget(uint64_t handle) { descriptors_.erase(handle); }
 
 private:
+    struct Descriptor {
+        int64_t position = 0;   // where the next write is expected
+        bool plain = false;     // a system call was read, and it wrote here
+        bool oneBlock = false;  // the last one that was read had its data in one block
+    };
+
     PieceRole roleByFacts(const WritePiece& piece, uint64_t received) const;
     PieceRole roleBySize(const WritePiece& piece) const;
     bool atPosition(const WritePiece& piece) const;
 
     size_t fullPiece_;
     bool pending_ = false;
-    WritePiece first_;       // of the pending write
-    uint64_t received_ = 0;  // bytes of the pending write
-    std::unordered_map<uint64_t, int64_t>
-        positions_;  // by handle, where the next write is expected
+    WritePiece first_;                                      // of the pending write
+    uint64_t received_ = 0;                                 // bytes of the pending write
+    std::unordered_map<uint64_t, Descriptor> descriptors_;  // by handle
 };

@@ -30,6 +30,7 @@ TEST(ClientCalls, AWriteTellsItsLength) {
     EXPECT_EQ(found.call, ClientCall::plain);
     EXPECT_EQ(found.total, 70000u);
     EXPECT_EQ(found.argument, 0x5000u);
+    EXPECT_TRUE(found.oneBlock);
 }
 
 TEST(ClientCalls, AWriteIsNoLongerThanTheSystemWrites) {
@@ -43,6 +44,7 @@ TEST(ClientCalls, AVectorWriteIsAsLongAsItsParts) {
     const CallFacts found = facts(line(SYS_writev, address, parts.size()));
     EXPECT_EQ(found.call, ClientCall::plain);
     EXPECT_EQ(found.total, 3072u);
+    EXPECT_FALSE(found.oneBlock);
 }
 
 TEST(ClientCalls, AVectorThatCannotBeReadIsUnknown) {

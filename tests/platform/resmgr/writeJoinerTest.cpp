@@ -11,11 +11,11 @@ constexpr size_t kFull = 1000;  // the size of a full piece in these tests
 constexpr CallFacts kUnknown = {};
 
 CallFacts plain(uint64_t total, uint64_t argument = 0x1000) {
-    return {ClientCall::plain, total, argument};
+    return {ClientCall::plain, total, argument, true};
 }
 
 CallFacts positioned() {
-    return {ClientCall::positioned, 0, 0x1000};
+    return {ClientCall::positioned, 0, 0x1000, false};
 }
 
 WritePiece piece(int64_t offset, size_t size, const CallFacts& facts, uint64_t handle = 1,
@@ -169,6 +169,39 @@ TEST(WriteJoiner, TheReleaseOfItsDescriptorEndsAPendingWrite) {
     joiner.add(piece(0, kFull, plain(3000)));
     EXPECT_TRUE(joiner.endedByRelease(1));
     EXPECT_FALSE(joiner.endedByRelease(2));
+}
+
+TEST(WriteJoiner, TheCallIsReadUntilTheDescriptorIsKnown) {
+    constexpr size_t kPage = 4096;
+    WriteJoiner joiner(255 * kPage + 1);
+    EXPECT_TRUE(joiner.needsFacts(piece(0, 10, kUnknown)));
+    joiner.add(piece(0, 10, positioned()));
+    EXPECT_TRUE(joiner.needsFacts(piece(0, 10, kUnknown)));
+    joiner.add(piece(0, 10, plain(10)));
+    EXPECT_FALSE(joiner.needsFacts(piece(10, 10, kUnknown)));
+    EXPECT_FALSE(joiner.needsFacts(piece(10, 65536, kUnknown)));
+    EXPECT_TRUE(joiner.needsFacts(piece(10, 65537, kUnknown)));
+    EXPECT_TRUE(joiner.needsFacts(piece(9, 10, kUnknown)));      // not where it stopped
+    EXPECT_TRUE(joiner.needsFacts(piece(10, 10, kUnknown, 2)));  // another descriptor
+    EXPECT_EQ(joiner.add(piece(10, 10, kUnknown)), PieceRole::last);
+    EXPECT_FALSE(joiner.needsFacts(piece(20, 10, kUnknown)));
+    joiner.forget(1);
+    EXPECT_TRUE(joiner.needsFacts(piece(20, 10, kUnknown)));
+}
+
+TEST(WriteJoiner, AfterAVectorTheCallIsReadForAllButTheSmallest) {
+    WriteJoiner joiner(kFull);
+    CallFacts vector = plain(10);
+    vector.oneBlock = false;
+    joiner.add(piece(0, 10, vector));
+    EXPECT_FALSE(joiner.needsFacts(piece(10, 255, kUnknown)));
+    EXPECT_TRUE(joiner.needsFacts(piece(10, 256, kUnknown)));
+}
+
+TEST(WriteJoiner, TheCallIsReadWhileAWriteIsPending) {
+    WriteJoiner joiner(kFull);
+    joiner.add(piece(0, 10, plain(30)));
+    EXPECT_TRUE(joiner.needsFacts(piece(10, 10, kUnknown)));
 }
 
 // Every way to cut a write into pieces gives one message.
