@@ -2,6 +2,7 @@
 // which some wrap, and several items that reach 100 at different speeds.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <string>
@@ -67,9 +68,27 @@ int writeLine(velkaris_console* console, const std::string& text) {
 // Shows everything that is new between two moments of the session, in the order in which it came.
 class Play {
 public:
-    explicit Play(velkaris_console* console) : console_(console) { shown_.fill(-1); }
+    Play(velkaris_console* console, unsigned int patience)
+        : console_(console), patience_(patience) {
+        shown_.fill(-1);
+    }
 
-    int showUntil(double now) {
+    // Waits for a console that went away, `patience` milliseconds at most, 0 for as long as it
+    // takes. A new one gets the status again, and each item when its percent changes.
+    int showUntil(double now, const char* status) {
+        int error = showOnce(now, status);
+        for (auto waited = std::chrono::milliseconds::zero();
+             error == ENODEV && (patience_.count() == 0 || waited < patience_); waited += kStep) {
+            std::this_thread::sleep_for(kStep);
+            error = showOnce(now, status);
+        }
+        return error;
+    }
+
+private:
+    int showOnce(double now, const char* status) {
+        if (const int error = velkaris_set_status(console_, status))
+            return error;
         for (; nextLine_ < std::size(kLines) && kLines[nextLine_].at <= now; ++nextLine_) {
             if (const int error = writeLine(console_, kLines[nextLine_].text))
                 return error;
@@ -81,35 +100,33 @@ public:
         return velkaris_set_percent(console_, std::max(1, static_cast<int>(100 * now)));
     }
 
-private:
     int showItem(size_t index, double now) {
         const Item& item = kItems[index];
         const int percent = percentOf(item, now);
         if (now < item.begin || percent == shown_[index])
             return 0;
-        shown_[index] = percent;
-        return velkaris_put_item(console_, item.name, item.label, percent);
+        const int error = velkaris_put_item(console_, item.name, item.label, percent);
+        if (error == 0)
+            shown_[index] = percent;
+        return error;
     }
 
     velkaris_console* console_;
+    const std::chrono::milliseconds patience_;
     size_t nextLine_ = 0;
     std::array<int, std::size(kItems)> shown_;
 };
 
-int play(velkaris_console* console, std::chrono::milliseconds length) {
+int play(Play& session, std::chrono::milliseconds length) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
-    Play session(console);
-    if (const int error = velkaris_set_status(console, "Updating the unit - do not switch it off"))
-        return error;
     for (auto at = std::chrono::milliseconds::zero(); at < length; at += kStep) {
-        if (const int error = session.showUntil(static_cast<double>(at.count()) / length.count()))
+        const double now = static_cast<double>(at.count()) / static_cast<double>(length.count());
+        if (const int error = session.showUntil(now, "Updating the unit - do not switch it off"))
             return error;
         std::this_thread::sleep_until(start + std::min(at + kStep, length));
     }
-    if (const int error = session.showUntil(1.0))
-        return error;
-    return velkaris_set_status(console, "Update complete - the unit may be switched off");
+    return session.showUntil(1.0, "Update complete - the unit may be switched off");
 }
 
 }  // namespace
@@ -118,6 +135,7 @@ int demoVerb(const Options& options, const Operands&) {
     Session session(options);
     if (const int status = session.open())
         return status;
+    Play demo(session.console(), options.timeLimit);
     const std::chrono::seconds length(options.seconds.value_or(kDefaultSeconds));
-    return session.report(play(session.console(), length));
+    return session.report(play(demo, length));
 }

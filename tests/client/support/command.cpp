@@ -62,10 +62,19 @@ Command::Command(std::vector<std::string> arguments, Environment environment) {
     posix_spawn_file_actions_adddup2(&actions, in.read.get(), STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out.write.get(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err.write.get(), STDERR_FILENO);
+    // Tests ignore the signal, and programs would inherit that.
+    sigset_t broken;
+    sigemptyset(&broken);
+    sigaddset(&broken, SIGPIPE);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &broken);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     std::vector<std::string> merged = mergedEnvironment(environment);
-    const int error = posix_spawnp(&pid_, arguments[0].c_str(), &actions, nullptr,
+    const int error = posix_spawnp(&pid_, arguments[0].c_str(), &actions, &attributes,
                                    pointers(arguments).data(), pointers(merged).data());
     posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
     if (error != 0)
         throw std::runtime_error("cannot start " + arguments[0]);
     input_ = std::move(in.write);
