@@ -150,12 +150,33 @@ TEST(ConsolePictures, SizesOfTheMonospacedFont) {
                     sample("mono30", {"-f", "30"}, sized(1280, 480), font, 30)});
 }
 
+TEST(ConsolePictures, SizesThatNoFontIsMadeFor) {
+    const char* const font = VELKARIS_TEST_FONT;
+    expectPictures({sample("sizeNoNumber", {"-f", "abc"}, sized(320, 100), font, 0),
+                    sample("sizeNegative", {"-f", "-12"}, sized(320, 100), font, -12),
+                    sample("size1", {"-f", "1"}, sized(320, 100), font, 1),
+                    sample("size120", {"-f", "120"}, sized(1280, 480), font, 120)});
+}
+
 TEST(ConsolePictures, SizesOfAProportionalFont) {
     const char* const font = VELKARIS_PROPORTIONAL_FONT;
     expectPictures({sample("proportional5", {"-f", "5"}, sized(640, 240), font, 5),
                     sample("proportional6", {"-f", "6"}, sized(640, 240), font, 6),
                     sample("proportional12", {}, sized(640, 240), font, 12),
                     sample("proportional30", {"-f", "30"}, sized(1280, 480), font, 30)});
+}
+
+TEST(ConsolePictures, ARepeatedOptionCountsAsItsLast) {
+    ReferenceScreen screen = sized(640, 200);
+    screen.background = 0x102030;
+    expectPictures({sample("repeated",
+                           {"-p", "/nowhere.ttf", "-p", VELKARIS_PROPORTIONAL_FONT, "-B", "ffffff",
+                            "-B", "102030", "-f", "30", "-f", "8"},
+                           screen, VELKARIS_PROPORTIONAL_FONT, 8)});
+}
+
+TEST(ConsolePictures, ALogoTimeWithoutALogoHasNoEffect) {
+    expectPictures({sample("noLogo", {"-t", "100"}, sized(640, 200))});
 }
 
 TEST(ConsolePictures, EveryByteDrawsAsItsSignedNumberSays) {

@@ -78,6 +78,18 @@ TEST_F(LogoPictures, IsCentredOnBlackAndKeepsItsSize) {
     }
 }
 
+TEST_F(LogoPictures, FillsALargeScreen) {
+    ReferenceScreen screen;
+    screen.width = 1920;
+    screen.height = 1080;
+    const RgbImage logo = patternLogo(screen.width, screen.height);
+    writePng(logoPath(), logo);
+    const auto console =
+        startOn("1920x1080", {"-p", VELKARIS_TEST_FONT, "-l", logoPath(), "-t", "1"});
+    ASSERT_TRUE(console->waitForFrame(1)) << console->errors();
+    expectSamePicture("largeScreenLogo", predictLogo(screen, logo), console->frame(1));
+}
+
 TEST_F(LogoPictures, LargerThanTheScreenInEitherDirectionIsNotSeen) {
     const std::pair<int, int> kSizes[] = {{322, 100}, {100, 202}, {640, 480}};
     for (const auto& [width, height] : kSizes) {
