@@ -2,6 +2,7 @@
 
 #include <devctl.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/mount.h>
@@ -81,6 +82,8 @@ ConsoleProcess::~ConsoleProcess() {
         (void)stop(SIGTERM);
     }
     process_.reset();
+    for (const char* report : {"Sanitizer", "runtime error:"})
+        EXPECT_EQ(errors().find(report), std::string::npos) << errors();
     // A killed one's mount stays, dead; a live one on the same node is another console's.
     const bool dead = isMounted(node_) && access(node_.c_str(), F_OK) != 0 && errno == ENOTCONN;
     if (dead && umount2(node_.c_str(), MNT_DETACH) != 0)
