@@ -5,6 +5,7 @@
 #include <devctl.h>
 #include <fcntl.h>
 #include <fuse_lowlevel.h>
+#include <poll.h>
 #include <sys/timerfd.h>
 
 #include <algorithm>
@@ -34,18 +35,9 @@ constexpr unsigned kDelayMax = 5000;
 
 constexpr size_t kReadRoom = 4096;
 
-// One open of the node.
-struct OpenNode {
-    iofunc_ocb_t* ocb;
-};
-
-OpenNode* openNode(const fuse_file_info* info) {
-    return info ? reinterpret_cast<OpenNode*>(info->fh) : nullptr;
-}
-
+// What the kernel keeps for each open. Null for a call by path.
 iofunc_ocb_t* ocbOf(const fuse_file_info* info) {
-    OpenNode* const open = openNode(info);
-    return open ? open->ocb : nullptr;
+    return info ? reinterpret_cast<iofunc_ocb_t*>(info->fh) : nullptr;
 }
 
 FuseNode* nodeOf(fuse_req_t request) {
@@ -68,6 +60,11 @@ bool answerError(fuse_req_t request, const DeviceReply& reply) {
         return false;
     fuse_reply_err(request, reply.error);
     return true;
+}
+
+bool kernelHasLetGo(int device) {
+    pollfd state = {device, 0, 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & POLLERR) != 0;
 }
 
 // Everybody may use the node, if the system lets this user say so.
@@ -161,17 +158,17 @@ struct FuseOperations {
 
     static void open(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
         FuseNode* const node = begin(request);
-        auto open = std::make_unique<OpenNode>();
+        iofunc_ocb_t* ocb = nullptr;
         if (answerError(request,
-                        node->server_.open(node->ctp_, clientOf(request), info->flags, &open->ocb)))
+                        node->server_.open(node->ctp_, clientOf(request), info->flags, &ocb)))
             return;
-        info->fh = reinterpret_cast<uint64_t>(open.get());
+        info->fh = reinterpret_cast<uint64_t>(ocb);
         info->direct_io = 1;
         info->noflush = 1;  // close() need not wait for the service
         if (fuse_reply_open(request, info) == 0)
-            static_cast<void>(open.release());  // the kernel's until it releases it
+            node->opens_.insert(ocb);
         else
-            node->server_.close(node->ctp_, open->ocb);  // the client has gone meanwhile
+            node->server_.close(node->ctp_, ocb);  // the client has gone meanwhile
     }
 
     static void release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
@@ -179,8 +176,8 @@ struct FuseOperations {
         if (node->joiner_.endedByRelease(info->fh))
             node->finishPending();
         node->joiner_.forget(info->fh);
-        const std::unique_ptr<OpenNode> open(openNode(info));
-        node->server_.close(node->ctp_, open->ocb);
+        node->opens_.erase(ocbOf(info));
+        node->server_.close(node->ctp_, ocbOf(info));
         fuse_reply_err(request, 0);
     }
 
@@ -314,11 +311,16 @@ FuseNode::~FuseNode() {
         eventLoopForget(pendingTimer_.get());
     if (session_) {
         eventLoopForget(fuse_session_fd(session_));
+        // What somebody else has mounted there meanwhile is not ours to unmount. Once the kernel
+        // has let go of the session, the call only frees what it holds.
         const std::optional<MountEntry> mounted = mountAt(path_);
-        if (mountId_ != kNoMount && mounted && mounted->id == mountId_)
+        const bool ours = mountId_ != kNoMount && mounted && mounted->id == mountId_;
+        if (ours || kernelHasLetGo(fuse_session_fd(session_)))
             fuse_session_unmount(session_);
         fuse_session_destroy(session_);
     }
+    for (iofunc_ocb_t* const ocb : opens_)  // of clients that had no time to release them
+        server_.close(nullptr, ocb);
     free(request_->mem);
 }
 
@@ -341,7 +343,7 @@ void FuseNode::serveRequest(resmgr_context_t* ctp) {
 // told so many bytes already, so the result has nowhere to go.
 void FuseNode::finishPending() {
     const ClientId client = {joiner_.thread(), joiner_.thread()};
-    iofunc_ocb_t* const ocb = static_cast<OpenNode*>(joinedHandle_)->ocb;
+    iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(joiner_.handle());
     joiner_.finish();
     armPendingTimer(0);
     server_.write(ctp_, client, ocb, joined_.data(), joined_.size());
@@ -350,7 +352,6 @@ void FuseNode::finishPending() {
 
 bool FuseNode::keepPiece(const WritePiece& piece, const char* data) {
     if (joined_.size() == 0) {
-        joinedHandle_ = reinterpret_cast<void*>(piece.handle);
         pendingDelay_ = piece.facts.call == ClientCall::unknown ? kUnreadableDelay : kReadableDelay;
     }
     if (!joined_.append(data, piece.size)) {
@@ -368,7 +369,7 @@ bool FuseNode::keepPiece(const WritePiece& piece, const char* data) {
 // The reply's result counts bytes of this piece alone: those before are acknowledged.
 DeviceReply FuseNode::deliver(const WritePiece& piece, PieceRole role, const char* data) {
     const ClientId client = {piece.thread, piece.thread};
-    iofunc_ocb_t* const ocb = reinterpret_cast<OpenNode*>(piece.handle)->ocb;
+    iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(piece.handle);
     if (role == PieceRole::positioned)
         return server_.writeAt(ctp_, client, ocb, piece.offset, data, piece.size);
 

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_set>
 
 #include "descriptor/fileDescriptor.h"
 #include "resmgr/clientCalls.h"
@@ -48,10 +49,11 @@ private:
     std::string path_;
     int mountId_ = kNoMount;
 
+    std::unordered_set<iofunc_ocb_t*> opens_;  // of the clients, until they are released
+
     WriteJoiner joiner_;
     ClientCalls calls_;
-    GrowingBuffer joined_;          // pieces of the pending write
-    void* joinedHandle_ = nullptr;  // the open that they came through
+    GrowingBuffer joined_;  // pieces of the pending write
     FileDescriptor pendingTimer_;
     unsigned pendingDelay_ = 0;  // milliseconds until the pending write is looked at again
 };
