@@ -46,6 +46,11 @@ bool sameFile(int first, int second) {
            one.st_ino == two.st_ino;
 }
 
+// In the background keys belong to somebody else, and touching the terminal would stop us.
+bool inForeground() {
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
 // The command's terminal is ours once more, except that only one of the two may put carriage
 // returns before newlines: ours does unless it is raw.
 void copyTerminalSettings(int terminal, bool oursIsRaw) {
@@ -112,11 +117,12 @@ int ChildCommand::prepareTerminal(Plan& plan) {
         return error;
     plan.terminalName = name.data();
     plan.terminal = {isatty(STDIN_FILENO) == 1, true, isatty(STDERR_FILENO) == 1};
-    copyTerminalSettings(terminal.get(), plan.terminal[STDIN_FILENO]);
+    const bool keysAreOurs = plan.terminal[STDIN_FILENO] && inForeground();
+    copyTerminalSettings(terminal.get(), keysAreOurs);
 
     ownTerminal_ = true;
     terminal_ = terminal.get();
-    keyboard_ = plan.terminal[STDIN_FILENO] ? terminal_ : -1;
+    keyboard_ = keysAreOurs ? terminal_ : -1;
     streams_.push_back({std::move(terminal), STDOUT_FILENO});
     copyTerminalSize();
     return 0;

@@ -29,7 +29,7 @@ public:
 
     bool hasTerminal() const { return ownTerminal_; }
 
-    // The terminal that the command reads our keys from, or -1 if it has our standard input itself.
+    // The terminal that our keys are for, or -1 if the command gets none from us.
     int keyboard() const { return keyboard_; }
 
     // Passes on a signal that came to us, unless the terminal has sent it to the command already.

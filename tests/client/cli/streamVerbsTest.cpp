@@ -250,6 +250,18 @@ TEST_F(StreamVerbs, RunOnATerminalPassesKeysAndTheirSignalsOn) {
     EXPECT_THAT(outcome.output, HasSubstr("line is typed\r\n"));
 }
 
+TEST_F(StreamVerbs, RunInTheBackgroundOfATerminalLeavesTheKeysAlone) {
+    Command session({"script", "-qec",
+                     "bash -ic '\"$CTL\" run -- sh -c \"test -t 1 && echo shown\" & wait $!; "
+                     "echo ended $?; read line; echo line is $line'",
+                     "/dev/null"},
+                    environment);
+    ASSERT_TRUE(session.awaitOutput("ended 0"));
+    session.write("mine\n");
+    EXPECT_TRUE(session.awaitOutput("line is mine"));
+    EXPECT_THAT(session.finish().output, HasSubstr("shown"));
+}
+
 TEST_F(StreamVerbs, TailShowsTheEndOfAFileAndWhatComesAfter) {
     const std::string log = folder.file("log");
     std::ofstream(log) << "one\ntwo\nthree\n";

@@ -67,6 +67,17 @@ TEST_F(Velkarisctl, LosesNothingOfALargeInput) {
     EXPECT_EQ(arrived, all);
 }
 
+TEST_F(Velkarisctl, HoldsNoMoreOfALargeInputThanOfASmallOne) {
+    constexpr size_t kMegabytes = 64;
+    std::string all;
+    for (size_t i = 0; i < kMegabytes * 8192; ++i)
+        all += std::string(127, 'x') + "\n";
+    const Outcome small = run({"write"}, "x\n");
+    const Outcome large = run({"write"}, all);
+    EXPECT_EQ(large.status, 0);
+    EXPECT_LT(large.peakMemory - small.peakMemory, static_cast<long>(kMegabytes * 1024 / 4));
+}
+
 TEST_F(Velkarisctl, TreatsTextBeyondAsciiAsAskedTo) {
     EXPECT_EQ(run({"write", "größe"}).status, 0);
     EXPECT_EQ(run({"--ascii=pass", "write", "größe"}).status, 0);

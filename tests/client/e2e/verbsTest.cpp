@@ -87,6 +87,23 @@ TEST_P(Verbs, RunFollowsCurlUpToItsFailure) {
     expectShown(model);
 }
 
+TEST_P(Verbs, RunFollowsRsyncUpToAFailure) {
+    if (!isThere("rsync"))
+        GTEST_SKIP() << "no rsync";
+    std::ofstream(file("image")) << std::string(1000000, 'x');
+    const Outcome outcome =
+        ctl({"run", "--label", "Sync", "--", "sh", "-c",
+             "rsync --info=progress2 " + file("image") + " " + file("copy") + " && exit 23"});
+    EXPECT_EQ(outcome.status, 23);
+    ReferenceModel model;
+    model.addItem("Sync", 100, 0);
+    const std::string& output = outcome.output;
+    const size_t row = output.rfind('\r') + 1;
+    addLines(model, output.substr(row, output.find('\n', row) - row));
+    addLines(model, "Sync: failed with status 23\n");
+    expectShown(model);
+}
+
 TEST_P(Verbs, RunLeavesTheItemOfACommandThatWasKilledWhereItIs) {
     EXPECT_EQ(ctl({"run", "--label", "Job", "--", "sh", "-c", "echo 70%; kill -SEGV $$"}).status,
               128 + SIGSEGV);

@@ -69,7 +69,7 @@ protected:
 };
 
 std::unique_ptr<ScratchFolder> Installed::prefix;
-Outcome Installed::installation{-1, {}, {}};
+Outcome Installed::installation{-1, {}, {}, 0};
 
 TEST_F(Installed, TheExampleInCLinksThroughPkgConfig) {
     if (!isThere("pkg-config"))

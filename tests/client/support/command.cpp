@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <stdexcept>
@@ -119,10 +120,11 @@ Outcome Command::finish() {
         continue;
     errorReader_.join();
     int status = 0;
-    waitpid(pid_, &status, 0);
+    rusage used{};
+    wait4(pid_, &status, 0, &used);
     pid_ = -1;
     return {WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status), outputText_,
-            errorText_};
+            errorText_, used.ru_maxrss};
 }
 
 Outcome runCommand(std::vector<std::string> arguments, const std::string& input,

@@ -14,6 +14,7 @@ struct Outcome {
     int status;  // the exit status, or 128 and the number of the signal that ended it
     std::string output;
     std::string errors;
+    long peakMemory;  // resident, in KiB
 };
 
 class Command {

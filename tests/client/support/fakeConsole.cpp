@@ -100,7 +100,8 @@ void FakeConsole::serve() {
             }
             const int64_t result =
                 request.packet.kind == kDevctlPacketWrite ? int64_t(request.data.size()) : 0;
-            const int status = request.packet.kind == kDevctlPacketCommand ? statusOfCommands : 0;
+            const int status =
+                request.packet.kind == kDevctlPacketCommand ? statusOfCommands.load() : 0;
             const std::lock_guard lock(mutex_);
             if (request.packet.kind != kDevctlPacketOpen)
                 received_.push_back(recorded(request));

@@ -2,6 +2,7 @@
 // Made to be stalled, and to die and come back at the same path, at exactly the moment a test says.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -36,7 +37,7 @@ public:
     // Waits until `count` requests came. False only if they never do.
     bool waitFor(size_t count);
 
-    int statusOfCommands = 0;  // the answer to every command
+    std::atomic<int> statusOfCommands{0};  // the answer to every command
 
 private:
     void serve();
