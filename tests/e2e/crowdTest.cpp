@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <thread>
 
 #include "e2e/rowReader.h"
@@ -60,8 +62,8 @@ private:
     pid_t pid_;
 };
 
-const std::vector<long> kWriteCalls = {1 /* write */, 44 /* sendto */, 46 /* sendmsg */,
-                                       47 /* recvmsg */};
+// What a client of either transport waits in while it writes.
+const std::vector<long> kWriteCalls = {SYS_write, SYS_sendto, SYS_sendmsg, SYS_recvmsg};
 
 void writeMuch(int fd) {
     static char text[8 << 20];
