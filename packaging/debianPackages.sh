@@ -4,10 +4,12 @@
 # Builds and runs the console.
 run_packages="g++ cmake ninja-build pkg-config
     libfreetype-dev libegl-dev libgles-dev libegl1 libgles2 libgl1-mesa-dri
-    libfuse3-dev fuse3 libx11-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
+    libfuse3-dev fuse3 libx11-dev libwayland-dev libwayland-bin wayland-protocols
+    libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
 # Builds and runs the tests besides.
-test_packages="libgtest-dev libgmock-dev xvfb curl pv python3 clang libclang-rt-14-dev qemu-system-x86"
+test_packages="libgtest-dev libgmock-dev xvfb weston curl pv python3
+    clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.
 install_packages() {

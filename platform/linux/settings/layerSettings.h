@@ -1,7 +1,7 @@
 // Every environment variable that the Linux layer reads, in one place. The service itself has none.
 //
 // VELKARIS_WINDOW     where the console is drawn: BACKEND or BACKEND:ARGUMENT, for instance
-//                     "x11", "x11:800x480", "headless:1280x480". Unset or empty: what the machine
+//                     "wayland", "x11:800x480", "headless:1280x480". Unset or empty: what the machine
 //                     has, in the order of the backend table.
 // VELKARIS_CAPTURE    a folder: every presented frame is written there as frame-NNNNNN.png, and
 //                     latest.png follows the newest. Unset or empty: nothing is written.

@@ -26,6 +26,9 @@ public:
     // The next line of its standard output without the newline; empty at the end.
     std::string readLine();
 
+    // Becomes readable with the next output and at the end. Still the process's own.
+    int outputDescriptor() const { return output.get(); }
+
     // Waits for the end: the exit status, or minus the number of the signal that ended it.
     int wait();
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "kd/windows/headless.h"
+#include "kd/windows/wayland.h"
 #include "kd/windows/x11.h"
 #include "settings/layerSettings.h"
 
@@ -12,6 +13,7 @@ namespace {
 
 // In the order of the automatic choice: headless is always there, so it comes last.
 const WindowBackend* const kBackends[] = {
+    &kWaylandBackend,
     &kX11Backend,
     &kHeadlessBackend,
 };
