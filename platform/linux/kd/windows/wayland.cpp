@@ -63,7 +63,7 @@ bool isPresent() {
     return false;
 }
 
-// What is left is the current mode, for which the window system has no say.
+// What it will be when the window is full screen, as far as that can be known before.
 DisplaySize sizeOfDisplay() {
     if (globals->mode.width > 0 && globals->mode.height > 0)
         return globals->mode;

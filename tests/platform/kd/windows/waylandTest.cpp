@@ -294,6 +294,17 @@ TEST_F(WaylandWindow, GivesUpOnACompositorThatNeverShowsIt) {
               "[Velkaris] window: wayland: the compositor does not show the window\n");
 }
 
+TEST_F(WaylandWindow, GivesUpOnACompositorThatHangsFromTheStart) {
+    offer({"640", "400", "1", "0"}, "configure 0 0");
+    compositor->kill(SIGSTOP);
+    launch("wayland");
+    EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
+    child->wait();
+    EXPECT_EQ(child->errors(),
+              "[Velkaris] window: wayland: the compositor \"wayland-test\" does "
+              "not answer\n");
+}
+
 TEST_F(WaylandWindow, SaysThatTheCompositorOffersNoWindows) {
     offer({"640", "400", "1", "0", "noshell"}, "configure 0 0");
     launch("wayland");
