@@ -1,6 +1,5 @@
 #include "egl/capture.h"
 
-#include <GLES2/gl2.h>
 #include <fcntl.h>
 #include <png.h>
 #include <sys/stat.h>
@@ -35,24 +34,11 @@ FrameCapture::FrameCapture(std::string captureFolder)
     : folder(std::move(captureFolder)), temporarySuffix("." + std::to_string(getpid()) + ".tmp") {}
 
 void FrameCapture::read(EGLDisplay display, EGLSurface surface) {
-    eglQuerySurface(display, surface, EGL_WIDTH, &width);
-    eglQuerySurface(display, surface, EGL_HEIGHT, &height);
-    pixels.resize(static_cast<size_t>(width) * static_cast<size_t>(height) * kBytesPerPixel);
-
-    GLint framebuffer = 0, packAlignment = 0;
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &framebuffer);
-    glGetIntegerv(GL_PACK_ALIGNMENT, &packAlignment);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    glPixelStorei(GL_PACK_ALIGNMENT, kBytesPerPixel);
-
-    glReadPixels(0, 0, width, height, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
-
-    glPixelStorei(GL_PACK_ALIGNMENT, packAlignment);
-    glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(framebuffer));
+    readSurfacePixels(display, surface, &pixels);
 }
 
 void FrameCapture::write() {
-    writeFrame(pixels, width, height);
+    writeFrame(pixels.rgba, pixels.width, pixels.height);
 }
 
 bool FrameCapture::writeFrame(const std::vector<uint8_t>& rgba, int32_t frameWidth,

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "egl/surfacePixels.h"
+
 class FrameCapture {
 public:
     explicit FrameCapture(std::string folder);
@@ -33,10 +35,8 @@ private:
 
     std::string folder;
     std::string temporarySuffix;  // tells consoles apart that share a folder
-    std::vector<uint8_t> pixels;  // of the last read; kept between frames for its allocation
+    SurfacePixels pixels;         // of the last read; kept between frames for its allocation
     std::vector<uint8_t> rgb;     // the same without alpha
-    int32_t width = 0;
-    int32_t height = 0;
     uint32_t frameCount = 0;
     bool failureReported = false;
 };
