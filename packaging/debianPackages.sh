@@ -5,7 +5,7 @@
 run_packages="g++ cmake ninja-build pkg-config
     libfreetype-dev libegl-dev libgles-dev libegl1 libgles2 libgl1-mesa-dri
     libfuse3-dev fuse3 libx11-dev libwayland-dev libwayland-bin wayland-protocols
-    libpng-dev libturbojpeg0-dev fonts-dejavu-core"
+    libdrm-dev libgbm-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
 # Builds and runs the tests besides.
 test_packages="libgtest-dev libgmock-dev xvfb weston curl pv python3

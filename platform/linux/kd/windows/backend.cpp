@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "kd/windows/headless.h"
+#include "kd/windows/kms.h"
 #include "kd/windows/wayland.h"
 #include "kd/windows/x11.h"
 #include "settings/layerSettings.h"
@@ -15,6 +16,7 @@ namespace {
 const WindowBackend* const kBackends[] = {
     &kWaylandBackend,
     &kX11Backend,
+    &kKmsBackend,
     &kHeadlessBackend,
 };
 

@@ -1,0 +1,80 @@
+#include "kd/windows/kmsCard.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <xf86drm.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+
+namespace {
+
+constexpr char kFolder[] = "/dev/dri";
+constexpr char kPrefix[] = "card";
+
+using Folder = std::unique_ptr<DIR, Release<closedir>>;
+
+// The number in "card<number>", -1 for any other name.
+int cardNumber(const char* name) {
+    const size_t prefixLength = std::strlen(kPrefix);
+    if (std::strncmp(name, kPrefix, prefixLength) != 0)
+        return -1;
+    const char* const end = name + std::strlen(name);
+    int number = -1;
+    const auto [rest, error] = std::from_chars(name + prefixLength, end, number);
+    return error == std::errc() && rest == end ? number : -1;
+}
+
+bool hasDisplays(int fd) {
+    const DrmResources resources(drmModeGetResources(fd));
+    return resources && resources->count_crtcs > 0 && resources->count_connectors > 0;
+}
+
+}  // namespace
+
+std::vector<std::string> cardPaths() {
+    std::vector<int> numbers;
+    const Folder folder(opendir(kFolder));
+    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
+        const int number = cardNumber(entry->d_name);
+        if (number >= 0)
+            numbers.push_back(number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    std::vector<std::string> paths;
+    for (const int number : numbers)
+        paths.push_back(std::string(kFolder) + "/" + kPrefix + std::to_string(number));
+    return paths;
+}
+
+std::shared_ptr<KmsCard> openCard(const std::string& path) {
+    FileDescriptor fd(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!fd)
+        return nullptr;
+    if (!hasDisplays(fd.get())) {
+        errno = EOPNOTSUPP;
+        return nullptr;
+    }
+    // Planes are wanted in either case: they say which formats can be shown.
+    drmSetClientCap(fd.get(), DRM_CLIENT_CAP_UNIVERSAL_PLANES, 1);
+    const bool isAtomic = drmSetClientCap(fd.get(), DRM_CLIENT_CAP_ATOMIC, 1) == 0;
+    return std::make_shared<KmsCard>(KmsCard{path, std::move(fd), isAtomic});
+}
+
+bool becomeMaster(const KmsCard& card) {
+    if (drmIsMaster(card.fd.get()))
+        return true;
+    if (drmSetMaster(card.fd.get()) == 0)
+        return true;
+    // Without the right to push others aside the kernel does not say whether there are any.
+    if (errno == EACCES || errno == EINVAL)
+        errno = EBUSY;
+    return false;
+}
+
+void dropMaster(const KmsCard& card) {
+    if (drmIsMaster(card.fd.get()))
+        drmDropMaster(card.fd.get());
+}
