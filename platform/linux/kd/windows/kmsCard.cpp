@@ -12,19 +12,26 @@
 namespace {
 
 constexpr char kFolder[] = "/dev/dri";
-constexpr char kPrefix[] = "card";
+constexpr char kCardPrefix[] = "card";
+constexpr char kGpuPrefix[] = "renderD";
 
 using Folder = std::unique_ptr<DIR, Release<closedir>>;
 
-// The number in "card<number>", -1 for any other name.
-int cardNumber(const char* name) {
-    const size_t prefixLength = std::strlen(kPrefix);
-    if (std::strncmp(name, kPrefix, prefixLength) != 0)
-        return -1;
-    const char* const end = name + std::strlen(name);
-    int number = -1;
-    const auto [rest, error] = std::from_chars(name + prefixLength, end, number);
-    return error == std::errc() && rest == end ? number : -1;
+// The numbers of all devices with names of the form "<prefix><number>", in their order.
+std::vector<int> deviceNumbers(const char* prefix) {
+    std::vector<int> numbers;
+    const size_t prefixLength = std::strlen(prefix);
+    const Folder folder(opendir(kFolder));
+    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
+        const char* const name = entry->d_name;
+        const char* const end = name + std::strlen(name);
+        int number = -1;
+        if (std::strncmp(name, prefix, prefixLength) == 0 &&
+            std::from_chars(name + prefixLength, end, number).ptr == end && number >= 0)
+            numbers.push_back(number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
 }
 
 bool hasDisplays(int fd) {
@@ -35,18 +42,14 @@ bool hasDisplays(int fd) {
 }  // namespace
 
 std::vector<std::string> cardPaths() {
-    std::vector<int> numbers;
-    const Folder folder(opendir(kFolder));
-    while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
-        const int number = cardNumber(entry->d_name);
-        if (number >= 0)
-            numbers.push_back(number);
-    }
-    std::sort(numbers.begin(), numbers.end());
     std::vector<std::string> paths;
-    for (const int number : numbers)
-        paths.push_back(std::string(kFolder) + "/" + kPrefix + std::to_string(number));
+    for (const int number : deviceNumbers(kCardPrefix))
+        paths.push_back(std::string(kFolder) + "/" + kCardPrefix + std::to_string(number));
     return paths;
+}
+
+bool machineHasGpu() {
+    return !deviceNumbers(kGpuPrefix).empty();
 }
 
 std::shared_ptr<KmsCard> openCard(const std::string& path) {

@@ -28,6 +28,10 @@ struct KmsCard {
 // The cards of the machine by their paths, in the order of their numbers; empty if it has none.
 std::vector<std::string> cardPaths();
 
+// Whether any GPU can be drawn with on this machine, be it a card's own or one that draws for cards
+// without.
+bool machineHasGpu();
+
 // Opens the card and finds out what it can do. Null with errno, EOPNOTSUPP when it is no card or
 // one without displays. Becomes master of a card that nobody is master of, by the kernel's own
 // rule.

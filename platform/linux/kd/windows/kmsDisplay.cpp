@@ -1,20 +1,16 @@
 #include "kd/windows/kmsDisplay.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 
 namespace {
 
-// A flip takes a frame, some 20 ms; an event that stays out that long does not come any more.
-constexpr int64_t kFlipPatience = 1000000000;
+// A flip takes a frame, some 20 ms, and the console draws once a second: an event that stays out
+// for that many newer frames does not come any more.
+constexpr int kFramesOfPatience = 2;
 
 // Never the same twice in a process: the event of a display that is gone fits no later one.
 uintptr_t lastFlipNumber = 0;
-
-int64_t now() {
-    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 }  // namespace
 
@@ -36,6 +32,7 @@ bool KmsDisplay::isThere() {
 
 void KmsDisplay::show(KmsFramePtr frame) {
     newest = std::move(frame);
+    framesWaited = underWay ? framesWaited + 1 : 0;
     bringNewest();
 }
 
@@ -51,8 +48,11 @@ void KmsDisplay::pause() {
 void KmsDisplay::resume() {
     isPaused = false;
     isLit = false;
+    // Whether its event still comes is up to whoever had the display meanwhile.
+    if (underWay)
+        shown = std::move(underWay);
     if (!newest)
-        newest = underWay ? underWay : shown;
+        newest = shown;
     bringNewest();
 }
 
@@ -81,7 +81,7 @@ void KmsDisplay::bringNewest() {
     }
     underWay = std::move(newest);
     flipNumber = lastFlipNumber;
-    committedAt = now();
+    framesWaited = 0;
 }
 
 CommitResult KmsDisplay::commit(const KmsFrame& frame) {
@@ -103,5 +103,5 @@ void KmsDisplay::failed(int error) {
 }
 
 bool KmsDisplay::isOverdue() const {
-    return now() - committedAt > kFlipPatience;
+    return framesWaited > kFramesOfPatience;
 }

@@ -43,7 +43,7 @@ private:
     KmsFramePtr underWay;      // committed, its flip event still to come
     KmsFramePtr newest;        // not committed yet
     uintptr_t flipNumber = 0;  // of the frame under way
-    int64_t committedAt = 0;   // nanoseconds, when the frame under way left
+    int framesWaited = 0;      // that came since the frame under way left
     bool isPaused = false;
     bool isLit = false;  // the display has its mode from here
     int reportedError = 0;

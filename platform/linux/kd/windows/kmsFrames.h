@@ -1,5 +1,5 @@
 // Pictures that a display can scan out, each with what must outlive it. Two kinds: buffers that the
-// GPU (or Mesa in its place) has drawn itself, and plain memory that a frame is copied into where
+// GPU has drawn itself, and plain memory that a frame is copied into where
 // those do not fit: on another card, or on a display of another size.
 //
 // Whoever holds a frame keeps its buffer from being drawn to again.
