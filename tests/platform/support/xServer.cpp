@@ -6,7 +6,15 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <stdexcept>
+
+namespace {
+
+// Only for what hangs; no test is decided by it.
+constexpr std::chrono::seconds kHangTime{60};
+
+}  // namespace
 
 struct XServer::Client {
     explicit Client(const std::string& name) : display(XOpenDisplay(name.c_str())) {
@@ -82,6 +90,15 @@ Picture XServer::picture(uint32_t window) const {
     }
     XDestroyImage(image);
     return picture;
+}
+
+bool XServer::comesToShow(uint32_t window, const Picture& expected) const {
+    const auto end = std::chrono::steady_clock::now() + kHangTime;
+    while (std::chrono::steady_clock::now() < end) {
+        if (picture(window).rgba == expected.rgba)
+            return true;
+    }
+    return false;
 }
 
 std::string XServer::caption(uint32_t window) const {

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -111,17 +110,6 @@ protected:
             GTEST_SKIP() << "no Weston on this machine";
     }
 
-    // Whether the screen shows `expected` before anybody would call it hung: the X server tells
-    // nobody when it has drawn, so it is asked until it has.
-    bool comesToShow(const Picture& expected) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (std::chrono::steady_clock::now() < end) {
-            if (server->picture(server->onlyWindow()).rgba == expected.rgba)
-                return true;
-        }
-        return false;
-    }
-
     std::unique_ptr<XServer> server;
 };
 
@@ -133,7 +121,7 @@ TEST_F(WestonOnX, ShowsExactlyWhatIsDrawn) {
     EXPECT_EQ(drawn.at(0, 399), (Bytes{200, 100, 50, 255}));
     EXPECT_EQ(drawn.at(60, 399), (Bytes{100, 50, 25, 255}));
     EXPECT_EQ(drawn.at(0, 0), (Bytes{10, 20, 30, 255}));
-    EXPECT_TRUE(comesToShow(drawn));
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), drawn));
 }
 
 TEST_F(WestonOnX, ShowsTheNewestOfManyFrames) {
@@ -145,7 +133,7 @@ TEST_F(WestonOnX, ShowsTheNewestOfManyFrames) {
     }
     const Picture drawn = readPng(folder.file("c/latest.png"));
     EXPECT_EQ(drawn.at(0, 0), (Bytes{20, 20, 30, 255}));
-    EXPECT_TRUE(comesToShow(drawn));
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), drawn));
 }
 
 }  // namespace
