@@ -8,7 +8,8 @@ run_packages="g++ cmake ninja-build pkg-config
     libdrm-dev libgbm-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
 # Builds and runs the tests besides.
-test_packages="libgtest-dev libgmock-dev xvfb weston curl pv python3
+test_packages="libgtest-dev libgmock-dev xvfb weston curl pv rsync python3
+    zsh fish mandoc groff-base
     clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.
