@@ -14,6 +14,10 @@ struct ConsoleItemHeader {
     int32_t percent;      // no range is enforced
 };
 
+// Do not compile where the payloads would not be laid out as they travel.
+typedef char ConsoleItemHeaderIs12Bytes[sizeof(struct ConsoleItemHeader) == 12 ? 1 : -1];
+typedef char ConsolePercentIs4Bytes[sizeof(int32_t) == 4 && sizeof(char) == 1 ? 1 : -1];
+
 // clang-format off
 #define DCMD_CONSOLE_SET_STATUS  ((uint32_t)__DIOT(_DCMD_MISC, 1, char))  // NUL-terminated text
 #define DCMD_CONSOLE_SET_PERCENT ((uint32_t)__DIOT(_DCMD_MISC, 2, int32_t))
