@@ -99,11 +99,11 @@ void closeCard(const std::shared_ptr<KmsCard>& card) {
     cards.erase(std::remove(cards.begin(), cards.end(), card), cards.end());
 }
 
+// Others may have the cards that are not used. They stay open: one of them may draw the frames.
 void dropOtherCards(const std::shared_ptr<KmsCard>& used) {
-    const auto cards = hotplug().cards;
-    for (const auto& card : cards) {
+    for (const auto& card : hotplug().cards) {
         if (card != used)
-            closeCard(card);
+            dropMaster(*card);
     }
 }
 
