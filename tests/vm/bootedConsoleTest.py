@@ -4,10 +4,10 @@ test takes pictures from outside.
 One boot serves all scenarios. Each starts its own consoles and ends them; the order of the list at
 the end is the order in which they run.
 
-    bootedConsoleTest.py CACHE PROGRAM CLIENT
+    bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS [SCENARIO]...
 
-CACHE is a folder for what was downloaded and for what a failure leaves behind. Ends with 77, after
-the reason, where the machine cannot be made.
+CACHE is a folder for what was downloaded and for what a failure leaves behind; without a SCENARIO
+all of them run. Ends with 77, after the reason, where the machine cannot be made.
 """
 
 import pathlib
@@ -17,22 +17,26 @@ import unittest
 
 from debianPackages import Unavailable, requireProgram
 from guestConsole import GuestConsole, nearestFrame
-from machine import Machine
+from machine import FIRST_DISPLAY, SECOND_DISPLAY, Machine
 from machineImage import buildImage
 from picture import writePng
 
 SKIPPED = 77
-DISPLAY_SIZE = (800, 480)
-HEADLESS = "headless:{}x{}".format(*DISPLAY_SIZE)
+DISPLAY_SIZE = (1280, 480)  # that of most pixel cases
+SIZE_TEXT = "{}x{}".format(*DISPLAY_SIZE)
+HEADLESS = f"headless:{SIZE_TEXT}"
+CONSOLE_BACKGROUND = (0x6e, 0x3b, 0x3b)  # what the program draws on unless told otherwise
 
 
 def playSession(console):
     """Lines and commands of every kind. One clock runs afterwards, that of the last item: with two
     of them no other session would show the same pair of times."""
-    console.write("Bootloader found")
-    console.write("two\nlines at once")
-    console.write("a line that is wider than the display, and so it goes on in the next row " * 3)
-    console.write("!\"#$%&'()*+,-./0123456789:;<=>?@[\\]^_`{|}~")
+    console.write("Boot loader 4.2 in slot A")
+    console.write("Storage:\n  7456 MiB, no bad blocks\n  2 partitions")
+    console.write("Fetching release 11; each package is verified before it is written, so that a "
+                  "cut connection leaves the running system as it is, and the next attempt goes on "
+                  "where this one ended")
+    console.write("Font: !\"#$%&'()*+,-./0123456789:;<=>?@[\\]^_`{|}~")
     console.command("status", "Installing the system")
     console.command("add", "kernel", "Kernel image", "100")
     console.command("add", "rootfs", "Root file system", "37")
@@ -53,6 +57,34 @@ class BootedConsole(unittest.TestCase):
         console.awaitStart()
         return console
 
+    def startOnDisplay(self, name, window="kms", **where):
+        self.machine.run("modprobe bochs")
+        return self.start(name, window, **where)
+
+    def startOnTerminal(self, name):
+        self.machine.run("chvt 2")
+        return self.startOnDisplay(name, terminal="/dev/tty2")
+
+    # The name of the card that the driver has, like "card0".
+    def cardOf(self, driver):
+        return self.machine.run(f"basename /sys/bus/pci/drivers/{driver}/0000:*/drm/card*").strip()
+
+    # A clock runs in every frame, so that each is told from the one before: the display has to show
+    # what was presented just now.
+    def assertShown(self, console, display=FIRST_DISPLAY):
+        number = console.awaitNextFrame()
+        picture = self.machine.displayPicture(display)
+        self.assertFalse(picture.isOneColour())
+        self.assertAmongFrames(picture, console, number - 1, console.newestFrame())
+        return picture
+
+    def assertKernelDrawsOn(self, terminal):
+        before = self.machine.displayPicture()
+        self.machine.run(f"echo one more line >/dev/{terminal}")
+        # It draws when it finds the time.
+        self.machine.awaitPicture(
+            lambda picture: picture != before and not picture.hasColour(CONSOLE_BACKGROUND))
+
     def assertAmongFrames(self, picture, console, first, last):
         difference, number = nearestFrame(picture, console, first, last)
         if difference != 0:
@@ -65,60 +97,143 @@ class BootedConsole(unittest.TestCase):
         path.write_bytes(writePng(picture))
         print(f"kept {path}")
 
-    def testTwoConsolesDrawTheSameSessionAlike(self):
-        console = self.start("one", HEADLESS)
-        blank = console.frame(1)
+    def testDisplayThatAppearsLaterIsLit(self):
+        console = self.start("early", "kms")
         playSession(console)
-        number = console.awaitNextFrame()
-        picture = console.frame(number)
-        self.assertNotEqual(picture.pixels, blank.pixels)
+        console.awaitNextFrame()
+        self.machine.run("modprobe bochs")
+        self.assertShown(console)
 
-        other = self.start("other", HEADLESS, node="/dev/Other")
-        first = other.newestFrame()
-        playSession(other)
-        # By then the other's clock has passed the time that the picture shows.
-        self.assertAmongFrames(picture, other, first, first + number + 2)
+    def testDisplayShowsTheSessionAsHeadlessDrawsIt(self):
+        console = self.startOnDisplay("session", window="")  # what the machine has
+        blank = self.machine.displayPicture()
+        playSession(console)
+        picture = self.assertShown(console)
+        self.assertNotEqual(picture, blank)
 
-        for each in [console, other]:
+        twin = self.start("twin", HEADLESS, node="/dev/Twin")
+        first = twin.newestFrame()
+        playSession(twin)
+        # By then the twin's clock has passed the time that the picture shows.
+        self.assertAmongFrames(picture, twin, first, first + console.newestFrame() + 2)
+
+        self.keep("display", picture)
+        for each in [console, twin]:
+            resident, own = each.residentKilobytes()
             print(f"{each.name}: {each.millisecondsToFirstPicture()} ms from exec to the first "
-                  f"picture, {each.residentKilobytes()} kB resident")
+                  f"picture, {resident} kB resident, {own} kB of it no file's")
+
+    def testPixelCasesHoldOnTheDisplay(self):
+        self.machine.run("modprobe bochs")
+        print(self.machine.run(f"VELKARIS_PIXEL_WINDOW=kms VELKARIS_PIXEL_DISPLAY={SIZE_TEXT} "
+                               "velkaris_pixel_tests --gtest_filter='ConsolePictures.*'"))
+
+    def testSecondConsoleIsRefusedTheDisplay(self):
+        self.startOnDisplay("owner")
+        second = GuestConsole(self.machine, "second", "kms", node="/dev/Second")
+        self.assertEqual(second.exitStatus(), 1)
+        self.assertRegex(second.log(), r"kms: .*master")
+
+    def testMissingCardIsNamed(self):
+        console = GuestConsole(self.machine, "cardless", "kms:/dev/dri/card7")
+        self.assertEqual(console.exitStatus(), 1)
+        self.assertIn("/dev/dri/card7", console.log())
 
     def testKilledConsoleComesBackWithoutHelp(self):
-        killed = self.start("killed", HEADLESS)
-        killed.write("a line that dies with it")
+        killed = self.startOnDisplay("killed")
+        playSession(killed)
         self.assertEqual(killed.signal("KILL"), 128 + 9)
-        successor = self.start("successor", HEADLESS)
-        blank = successor.frame(1)
-        successor.write("a line for the successor")
-        number = successor.awaitNextFrame()
-        self.assertNotEqual(successor.frame(number).pixels, blank.pixels)
+        successor = self.startOnDisplay("successor")
+        playSession(successor)
+        self.assertShown(successor)
+
+    def testTerminalIsGivenAndTakenBack(self):
+        console = self.startOnTerminal("switched")
+        playSession(console)
+        self.machine.run("echo the kernel does not draw this >/dev/tty2")
+        self.assertShown(console)
+
+        self.machine.run("chvt 3")
+        self.assertKernelDrawsOn("tty3")
+        console.write("served while away")
+        self.machine.run("chvt 2")
+        self.assertShown(console)
+
+        console.signal("TERM")
+        self.assertKernelDrawsOn("tty2")
+
+    def testUnpluggedDisplayIsLitWhenItReturns(self):
+        console = self.startOnTerminal("unplugged")
+        playSession(console)
+        self.assertShown(console)
+        connector = f"/sys/class/drm/{self.cardOf('bochs-drm')}-Virtual-1/status"
+
+        self.machine.run(f"echo off >{connector}")
+        console.write("served without a display")
+        console.awaitNextFrame()
+        self.machine.run(f"echo detect >{connector}")
+        self.assertShown(console)
+
+        console.signal("INT")
+        self.assertKernelDrawsOn("tty2")
+
+    def testVanishedCardIsLitWhenItReturns(self):
+        console = self.startOnDisplay("bereft")
+        playSession(console)
+        self.assertShown(console)
+        driver = "/sys/bus/pci/drivers/bochs-drm"
+        address = self.machine.run(f"cd {driver}; echo 0000:*").strip()
+        bind = f"[ -e {driver}/{address} ] || echo {address} >{driver}/bind"
+
+        self.addCleanup(self.machine.run, bind)
+        self.machine.run(f"echo {address} >{driver}/unbind")
+        console.write("served without a card")
+        console.awaitNextFrame()
+        self.machine.run(bind)
+        self.assertShown(console)
+
+    def testCardIsTakenByItsName(self):
+        self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
+        console = self.start("named", f"kms:/dev/dri/{self.cardOf('virtio-pci')}")
+        playSession(console)
+        self.assertShown(console, SECOND_DISPLAY)
 
     def testPowerOffIsNotHeldUp(self):
-        self.start("last", HEADLESS)
+        console = self.startOnDisplay("last", f"kms:/dev/dri/{self.cardOf('bochs-drm')}")
+        playSession(console)
+        self.assertShown(console)
         self.assertEqual(self.machine.powerOff(), "guest-shutdown")
         self.assertIn("reboot: Power down", self.machine.kernelLog.read_text())
 
 
-# After the last one nothing runs any more.
+# The driver is not loaded at first, and after the last one nothing runs any more.
 SCENARIOS = [
-    "testTwoConsolesDrawTheSameSessionAlike",
+    "testDisplayThatAppearsLaterIsLit",
+    "testDisplayShowsTheSessionAsHeadlessDrawsIt",
+    "testPixelCasesHoldOnTheDisplay",
+    "testSecondConsoleIsRefusedTheDisplay",
+    "testMissingCardIsNamed",
     "testKilledConsoleComesBackWithoutHelp",
+    "testTerminalIsGivenAndTakenBack",
+    "testUnpluggedDisplayIsLitWhenItReturns",
+    "testVanishedCardIsLitWhenItReturns",
+    "testCardIsTakenByItsName",
     "testPowerOffIsNotHeldUp",
 ]
 
 
 def load_tests(loader, tests, pattern):
-    return unittest.TestSuite(BootedConsole(name) for name in SCENARIOS)
+    return unittest.TestSuite(map(BootedConsole, sys.argv[5:] or SCENARIOS))
 
 
 def main():
-    cache, program, client = map(pathlib.Path, sys.argv[1:])
+    cache, *programs = map(pathlib.Path, sys.argv[1:5])
     BootedConsole.cache = cache
     try:
         if platform.machine() != "x86_64":
             raise Unavailable("the emulated machine runs the host's programs, and needs an x86_64")
         requireProgram("qemu-system-x86_64")
-        BootedConsole.image = buildImage(cache, [program, client])
+        BootedConsole.image = buildImage(cache, programs)
     except Unavailable as reason:
         print(f"skipped: {reason}")
         sys.exit(SKIPPED)

@@ -1,4 +1,4 @@
-"""Kernel and busybox of the emulated machine: Debian packages, downloaded and unpacked, not installed.
+"""Kernel and busybox of the emulated machine: Debian packages, unpacked and not installed.
 
 A package is fetched once into a cache folder and unpacked beside it; later runs need no network.
 What cannot be had raises Unavailable with the reason, and the test skips with it.

@@ -3,9 +3,9 @@
 import re
 import shlex
 
+from machineImage import FONT
 from picture import differenceOf, readPng
 
-FONT = "/usr/share/font.ttf"
 FONT_SIZE = 10
 
 
@@ -24,14 +24,12 @@ class GuestConsole:
         self._startFile = f"/tmp/{name}.start"  # holds the process id; as old as the process
         self._endFile = f"/tmp/{name}.end"  # holds the exit status, once there is one
 
-        # On a terminal it is the leader of that terminal's session, as started by init.
-        session = "setsid" if terminal == "/dev/null" else "setsid -c"
-        environment = (f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} "
-                       f"VELKARIS_CAPTURE={self.frameFolder}")
+        # Not by the shell's "&", which would have it ignore SIGINT.
         machine.run(f"rm -rf {self.frameFolder} {self._startFile} {self._endFile}; "
-                    f"{{ {environment} sh -c 'echo $$ >{self._startFile}; exec {session} "
-                    f"velkaris -p {FONT} -f {FONT_SIZE}' <{terminal} >{self.logFile} 2>&1; "
-                    f"echo $? >{self._endFile}; }} 2>/dev/null &")
+                    f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} "
+                    f"VELKARIS_CAPTURE={self.frameFolder} "
+                    f"start-stop-daemon -S -b -p /tmp/{name}.none -x /bin/runConsole -- "
+                    f"{name} {terminal} velkaris -p {FONT} -f {FONT_SIZE}")
         machine.waitUntil(f"[ -s {self._startFile} ]")
         self.pid = int(machine.run(f"cat {self._startFile}"))
 
@@ -58,7 +56,7 @@ class GuestConsole:
         self.machine.run(" ".join(shlex.quote(word) for word in words))
 
     def signal(self, name):
-        """Sends a signal and waits for the end of the process: its exit status as a shell sees it."""
+        """Sends a signal and waits for the end: the exit status as a shell sees it."""
         self.machine.run(f"kill -{name} {self.pid}")
         return self.exitStatus()
 
@@ -101,8 +99,10 @@ class GuestConsole:
         return round((day + seconds[1] - seconds[0]) * 1000) % (24 * 3600 * 1000)
 
     def residentKilobytes(self):
-        return int(self.machine.run(f"sed -n 's/VmRSS:[^0-9]*\\([0-9]*\\).*/\\1/p' "
-                                    f"/proc/{self.pid}/status"))
+        """All of it, and what of that is no file's."""
+        status = self.machine.run(f"cat /proc/{self.pid}/status")
+        return [int(re.search(rf"{field}:\s*(\d+) kB", status).group(1))
+                for field in ("VmRSS", "RssAnon")]
 
     def _framePath(self, number):
         return f"{self.frameFolder}/frame-{number:06}.png"

@@ -12,13 +12,14 @@ import shlex
 import socket
 import subprocess
 import tempfile
+import time
 
 from debianPackages import requireProgram
 from picture import readPpm
 
 # End a wait for something that will never happen; no result depends on them. The machine gives up
 # first, so that a hanging scenario does not take the others with it.
-HANG_SECONDS = 200
+HANG_SECONDS = 300
 HANG_TURNS = 1200
 TURN_MICROSECONDS = 50000
 
@@ -91,6 +92,15 @@ class Machine:
         with tempfile.NamedTemporaryFile(dir=self._folder, suffix=".ppm") as file:
             self.askMonitor("screendump", filename=file.name, device=device)
             return readPpm(pathlib.Path(file.name).read_bytes())
+
+    def awaitPicture(self, isExpected, device=FIRST_DISPLAY):
+        """The first picture that is as expected."""
+        giveUp = time.monotonic() + HANG_SECONDS
+        while time.monotonic() < giveUp:
+            picture = self.displayPicture(device)
+            if isExpected(picture):
+                return picture
+        raise CommandFailed(f"display {device} never looked as expected; it showed {picture}")
 
     def askMonitor(self, command, **arguments):
         request = {"execute": command, "arguments": arguments}

@@ -1,5 +1,5 @@
-"""What the emulated machine boots: Debian's kernel and an initramfs made of busybox, the display and
-FUSE drivers as modules, the program with every library that it loads, Mesa and a font.
+"""What the emulated machine boots: Debian's kernel and an initramfs made of busybox, the display
+and FUSE drivers as modules, the program with every library that it loads, Mesa and fonts.
 
 The image holds no more than that, since each megabyte costs boot time under emulation.
 """
@@ -12,7 +12,10 @@ from debianPackages import Unavailable, kernelPackage, newestUnpacked, unpackedP
 from initramfs import Initramfs
 
 GUEST_FILES = pathlib.Path(__file__).resolve().parent / "guest"
+
+# At the same paths in the guest as here.
 FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
+FONTS = [FONT, "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"]
 
 # With what each of them needs, they go into the image; the scenarios load them.
 DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "fuse"]
@@ -32,7 +35,8 @@ class MachineImage:
 
 
 def buildImage(cache, programs):
-    """Makes the image in the folder `cache`. `programs` are installed in the guest's /bin."""
+    """Makes the image in the folder `cache`. `programs` are in the guest's /bin, and also found
+    under the paths that they have here, by which tests know them."""
     cache.mkdir(parents=True, exist_ok=True)
     kernelFiles = _kernelFiles(cache)
     busybox = newestUnpacked("busybox-static", cache) or unpackedPackage("busybox-static", cache)
@@ -42,7 +46,8 @@ def buildImage(cache, programs):
     _addModules(image, kernelFiles)
     _addPrograms(image, programs)
     _addMesa(image)
-    image.addFile("usr/share/font.ttf", _present(FONT))
+    for font in FONTS:
+        image.addFile(font, _present(font))
 
     archive = cache / "initramfs.cpio"
     image.write(archive)
@@ -78,7 +83,8 @@ def _addSystem(image, busybox):
     image.addLink("init", "bin/busybox")
     image.addFile("etc/inittab", GUEST_FILES / "inittab")
     image.addFile("etc/init.rc", GUEST_FILES / "init.rc")
-    image.addFile("usr/bin/commandChannel", GUEST_FILES / "commandChannel")
+    for script in ["commandChannel", "runConsole"]:
+        image.addFile(f"usr/bin/{script}", GUEST_FILES / script)
 
 
 def _addModules(image, kernelFiles):
@@ -95,7 +101,8 @@ def _addModules(image, kernelFiles):
         needed = _moduleNeeds(byName[name])
         pending += needed
         image.addFile(f"usr/lib/modules/{root.name}/{name}.ko", byName[name])
-        lines.append(f"{name}.ko: " + " ".join(f"{other}.ko" for other in _withNeeds(needed, byName)))
+        files = [f"{other}.ko" for other in _withNeeds(needed, byName)]
+        lines.append(f"{name}.ko: {' '.join(files)}")
     image.addText(f"usr/lib/modules/{root.name}/modules.dep", "\n".join(lines) + "\n")
 
 
@@ -123,6 +130,7 @@ def _withNeeds(names, byName):
 def _addPrograms(image, programs):
     for program in programs:
         image.addFile(f"usr/bin/{program.name}", _present(program))
+        image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
         _addLibraries(image, program)
 
 

@@ -28,6 +28,12 @@ class Picture:
     def isOneColour(self):
         return self.pixels == self.pixels[:3] * (self.width * self.height)
 
+    def hasColour(self, colour):
+        at = self.pixels.find(bytes(colour))
+        while at % 3 != 0 and at != -1:
+            at = self.pixels.find(bytes(colour), at + 1)
+        return at != -1
+
     def row(self, y):
         return self.pixels[y * self.width * 3:(y + 1) * self.width * 3]
 

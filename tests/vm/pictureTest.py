@@ -81,6 +81,12 @@ class PictureTest(unittest.TestCase):
     def testPicturesOfDifferentSizesDifferMoreThanAnyOthers(self):
         self.assertEqual(differenceOf(Picture(1, 2, bytes(6)), Picture(2, 1, bytes(6))), 256)
 
+    def testColourIsFoundOnlyWhereAPixelBegins(self):
+        self.assertTrue(Picture(2, 1, b"\1\2\3\4\5\6").hasColour((4, 5, 6)))
+        self.assertFalse(Picture(2, 1, b"\1\2\3\4\5\6").hasColour((2, 3, 4)))
+        self.assertTrue(Picture(3, 1, b"\0\2\3\4\0\0\2\3\4").hasColour((2, 3, 4)))
+        self.assertFalse(Picture(1, 1, b"\0\0\0").hasColour((0, 0, 1)))
+
     def testOneChangedPixelIsASecondColour(self):
         self.assertTrue(Picture(2, 2, bytes(12)).isOneColour())
         self.assertFalse(Picture(2, 2, bytes(11) + b"\1").isOneColour())
