@@ -22,8 +22,9 @@ from machineImage import buildImage
 from picture import writePng
 
 SKIPPED = 77
-DISPLAY_SIZE = (1280, 480)  # that of most pixel cases
-SIZE_TEXT = "{}x{}".format(*DISPLAY_SIZE)
+# The first has the size of most pixel cases; of the second it is wider and less high.
+DISPLAY_SIZES = {FIRST_DISPLAY: (1280, 480), SECOND_DISPLAY: (1024, 600)}
+SIZE_TEXT = "{}x{}".format(*DISPLAY_SIZES[FIRST_DISPLAY])
 HEADLESS = f"headless:{SIZE_TEXT}"
 CONSOLE_BACKGROUND = (0x6e, 0x3b, 0x3b)  # what the program draws on unless told otherwise
 
@@ -47,7 +48,7 @@ class BootedConsole(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.machine = Machine(cls.image, cls.cache / "run", DISPLAY_SIZE)
+        cls.machine = Machine(cls.image, cls.cache / "run", DISPLAY_SIZES)
         cls.addClassCleanup(cls.machine.close)
         cls.machine.run("modprobe fuse")
 
@@ -69,11 +70,21 @@ class BootedConsole(unittest.TestCase):
     def cardOf(self, driver):
         return self.machine.run(f"basename /sys/bus/pci/drivers/{driver}/0000:*/drm/card*").strip()
 
+    # The command that plugs it back in, which is done after the scenario in any case.
+    def pullOutCard(self, driver):
+        folder = f"/sys/bus/pci/drivers/{driver}"
+        address = self.machine.run(f"cd {folder}; echo 0000:*").strip()
+        plugBackIn = f"[ -e {folder}/{address} ] || echo {address} >{folder}/bind"
+        self.addCleanup(self.machine.run, plugBackIn)
+        self.machine.run(f"echo {address} >{folder}/unbind")
+        return plugBackIn
+
     # A clock runs in every frame, so that each is told from the one before: the display has to show
     # what was presented just now.
     def assertShown(self, console, display=FIRST_DISPLAY):
         number = console.awaitNextFrame()
         picture = self.machine.displayPicture(display)
+        self.assertEqual(picture.size(), DISPLAY_SIZES[display])
         self.assertFalse(picture.isOneColour())
         self.assertAmongFrames(picture, console, number - 1, console.newestFrame())
         return picture
@@ -181,16 +192,19 @@ class BootedConsole(unittest.TestCase):
         console = self.startOnDisplay("bereft")
         playSession(console)
         self.assertShown(console)
-        driver = "/sys/bus/pci/drivers/bochs-drm"
-        address = self.machine.run(f"cd {driver}; echo 0000:*").strip()
-        bind = f"[ -e {driver}/{address} ] || echo {address} >{driver}/bind"
 
-        self.addCleanup(self.machine.run, bind)
-        self.machine.run(f"echo {address} >{driver}/unbind")
+        plugBackIn = self.pullOutCard("bochs-drm")
         console.write("served without a card")
         console.awaitNextFrame()
-        self.machine.run(bind)
+        self.machine.run(plugBackIn)
         self.assertShown(console)
+
+    def testDisplayOfAnotherSizeShowsTheMiddle(self):
+        console = self.startOnDisplay("moved")
+        playSession(console)
+        self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
+        self.pullOutCard("bochs-drm")
+        self.assertShown(console, SECOND_DISPLAY)
 
     def testCardIsTakenByItsName(self):
         self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
@@ -217,6 +231,7 @@ SCENARIOS = [
     "testTerminalIsGivenAndTakenBack",
     "testUnpluggedDisplayIsLitWhenItReturns",
     "testVanishedCardIsLitWhenItReturns",
+    "testDisplayOfAnotherSizeShowsTheMiddle",
     "testCardIsTakenByItsName",
     "testPowerOffIsNotHeldUp",
 ]

@@ -112,12 +112,13 @@ class GuestConsole:
 
 
 def nearestFrame(picture, console, first, last):
-    """The least difference between the picture and any of the console's frames first..last, which
-    are waited for, and the frame's number. Stops at one that is equal."""
+    """The least difference between the picture of a display and any of the console's frames
+    first..last, which are waited for, and the frame's number. Stops at one that is equal."""
     nearest = (257, None)
     for number in range(first, last + 1):
         console.awaitFrame(number)
-        nearest = min(nearest, (differenceOf(picture, console.frame(number)), number))
+        seen = console.frame(number).centredOn(*picture.size())
+        nearest = min(nearest, (differenceOf(picture, seen), number))
         if nearest[0] == 0:
             break
     return nearest

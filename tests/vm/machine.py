@@ -36,15 +36,16 @@ class CommandFailed(Exception):
 
 
 class Machine:
-    """Boots on creation; usable once it answers. close() ends it, whatever its state."""
+    """Boots on creation, with displays of those sizes by their names; usable once it answers.
+    close() ends it, whatever its state."""
 
-    def __init__(self, image, folder, displaySize):
+    def __init__(self, image, folder, displaySizes):
         self._folder = pathlib.Path(folder)
         self._folder.mkdir(parents=True, exist_ok=True)
         self.kernelLog = self._folder / "kernel.log"
         self._commands, commandsFar = socket.socketpair()
         self._monitor, monitorFar = socket.socketpair()
-        self._process = _startEmulator(image, self.kernelLog, displaySize, commandsFar, monitorFar)
+        self._process = _startEmulator(image, self.kernelLog, displaySizes, commandsFar, monitorFar)
         for near, far in [(self._commands, commandsFar), (self._monitor, monitorFar)]:
             far.close()
             near.settimeout(HANG_SECONDS)
@@ -146,8 +147,12 @@ class Machine:
         return message
 
 
-def _startEmulator(image, kernelLog, displaySize, commands, monitor):
-    width, height = displaySize
+def _display(kind, name, sizes):
+    width, height = sizes[name]
+    return f"{kind},id={name},xres={width},yres={height}"
+
+
+def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
     arguments = [
         # Ends with the test, also when the test is killed.
         requireProgram("setpriv"), "--pdeathsig", "KILL",
@@ -155,8 +160,8 @@ def _startEmulator(image, kernelLog, displaySize, commands, monitor):
         "-nodefaults", "-no-user-config", "-no-reboot",
         "-accel", "tcg", "-smp", "2", "-m", MEMORY,
         "-display", "none", "-vga", "none",
-        "-device", f"bochs-display,id={FIRST_DISPLAY},xres={width},yres={height}",
-        "-device", f"virtio-gpu-pci,id={SECOND_DISPLAY},xres={width},yres={height}",
+        "-device", _display("bochs-display", FIRST_DISPLAY, displaySizes),
+        "-device", _display("virtio-gpu-pci", SECOND_DISPLAY, displaySizes),
         "-kernel", image.kernel, "-initrd", image.initramfs,
         "-append", "console=ttyS0 panic=-1",
         "-serial", f"file:{kernelLog}",

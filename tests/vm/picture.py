@@ -34,6 +34,17 @@ class Picture:
             at = self.pixels.find(bytes(colour), at + 1)
         return at != -1
 
+    def centredOn(self, width, height):
+        """As seen on a display of that size: in the middle, cut off or with black around it."""
+        columns = min(width, self.width)
+        fromX, toX = (self.width - columns) // 2, (width - columns) // 2
+        rows = min(height, self.height)
+        fromY, toY = (self.height - rows) // 2, (height - rows) // 2
+        seen = b"".join(bytes(toX * 3) + self.row(y)[fromX * 3:(fromX + columns) * 3]
+                        + bytes((width - columns - toX) * 3) for y in range(fromY, fromY + rows))
+        return Picture(width, height, bytes(toY * width * 3) + seen
+                       + bytes((height - rows - toY) * width * 3))
+
     def row(self, y):
         return self.pixels[y * self.width * 3:(y + 1) * self.width * 3]
 

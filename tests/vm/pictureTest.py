@@ -81,6 +81,12 @@ class PictureTest(unittest.TestCase):
     def testPicturesOfDifferentSizesDifferMoreThanAnyOthers(self):
         self.assertEqual(differenceOf(Picture(1, 2, bytes(6)), Picture(2, 1, bytes(6))), 256)
 
+    def testCentredPictureIsCutOffOrBlackAround(self):
+        picture = Picture(3, 1, b"\1\1\1\2\2\2\3\3\3")
+        self.assertEqual(picture.centredOn(1, 3).pixels, bytes(3) + b"\2\2\2" + bytes(3))
+        self.assertEqual(picture.centredOn(5, 1).pixels, bytes(3) + picture.pixels + bytes(3))
+        self.assertEqual(picture.centredOn(3, 1), picture)
+
     def testColourIsFoundOnlyWhereAPixelBegins(self):
         self.assertTrue(Picture(2, 1, b"\1\2\3\4\5\6").hasColour((4, 5, 6)))
         self.assertFalse(Picture(2, 1, b"\1\2\3\4\5\6").hasColour((2, 3, 4)))
