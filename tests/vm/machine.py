@@ -163,7 +163,8 @@ def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
         "-device", _display("bochs-display", FIRST_DISPLAY, displaySizes),
         "-device", _display("virtio-gpu-pci", SECOND_DISPLAY, displaySizes),
         "-kernel", image.kernel, "-initrd", image.initramfs,
-        "-append", "console=ttyS0 panic=-1",
+        # Under emulation a busy host can make the kernel believe that the timer does not work.
+        "-append", "console=ttyS0 panic=-1 no_timer_check",
         "-serial", f"file:{kernelLog}",
         "-chardev", f"socket,id=commands,fd={commands.fileno()}", "-serial", "chardev:commands",
         "-chardev", f"socket,id=monitor,fd={monitor.fileno()}", "-mon", "monitor,mode=control",
