@@ -66,10 +66,16 @@ std::shared_ptr<KmsCard> openCard(const std::string& path) {
     return std::make_shared<KmsCard>(KmsCard{path, std::move(fd), isAtomic});
 }
 
+bool isCardThere(const KmsCard& card) {
+    return DrmResources(drmModeGetResources(card.fd.get())) != nullptr;
+}
+
+bool isMaster(const KmsCard& card) {
+    return drmIsMaster(card.fd.get());
+}
+
 bool becomeMaster(const KmsCard& card) {
-    if (drmIsMaster(card.fd.get()))
-        return true;
-    if (drmSetMaster(card.fd.get()) == 0)
+    if (isMaster(card) || drmSetMaster(card.fd.get()) == 0)
         return true;
     // Without the right to push others aside the kernel does not say whether there are any.
     if (errno == EACCES || errno == EINVAL)
@@ -78,6 +84,6 @@ bool becomeMaster(const KmsCard& card) {
 }
 
 void dropMaster(const KmsCard& card) {
-    if (drmIsMaster(card.fd.get()))
+    if (isMaster(card))
         drmDropMaster(card.fd.get());
 }

@@ -37,6 +37,11 @@ bool machineHasGpu();
 // rule.
 std::shared_ptr<KmsCard> openCard(const std::string& path);
 
+// False once the card has vanished: nothing can be done with what is still open of it.
+bool isCardThere(const KmsCard& card);
+
+bool isMaster(const KmsCard& card);
+
 // False with errno when another program is the master, or this one may not become it.
 bool becomeMaster(const KmsCard& card);
 void dropMaster(const KmsCard& card);

@@ -53,7 +53,7 @@ void sayOnce(const std::string& trouble) {
 // Takes the display back where the program ought to have it and does not.
 void regainDisplay() {
     KmsDisplay* const display = hotplug().display.get();
-    if (!display || !isTerminalSeen() || drmIsMaster(display->card()->fd.get()))
+    if (!display || !isTerminalSeen() || isMaster(*display->card()))
         return;
     if (!becomeMaster(*display->card()))
         return sayOnce(describeCardError(display->card()->path, errno));
@@ -68,7 +68,7 @@ std::vector<std::string> candidatePaths() {
 void forgetVanishedCards() {
     auto& cards = hotplug().cards;
     const auto isGone = [](const std::shared_ptr<KmsCard>& card) {
-        const bool gone = !DrmResources(drmModeGetResources(card->fd.get()));
+        const bool gone = !isCardThere(*card);
         if (gone)
             eventLoopForget(card->fd.get());
         return gone;
@@ -166,6 +166,7 @@ void sayWhatIsShown(const KmsDisplay& display) {
 }  // namespace
 
 bool startDisplaySearch(const std::string& path) {
+    hotplug() = {};
     hotplug().path = path;
     const std::string trouble = findDisplay(std::nullopt);
     sayOnce(trouble);
