@@ -4,7 +4,7 @@ test takes pictures from outside.
 One boot serves all scenarios. Each starts its own consoles and ends them; the order of the list at
 the end is the order in which they run.
 
-    bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS [SCENARIO]...
+    bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS OTHER-DRIVER [SCENARIO]...
 
 CACHE is a folder for what was downloaded and for what a failure leaves behind; without a SCENARIO
 all of them run. Ends with 77, after the reason, where the machine cannot be made.
@@ -12,6 +12,7 @@ all of them run. Ends with 77, after the reason, where the machine cannot be mad
 
 import pathlib
 import platform
+import re
 import sys
 import unittest
 
@@ -44,7 +45,7 @@ def playSession(console):
 
 
 class BootedConsole(unittest.TestCase):
-    cache = image = machine = None
+    cache = image = machine = otherDriver = None
 
     @classmethod
     def setUpClass(cls):
@@ -212,6 +213,20 @@ class BootedConsole(unittest.TestCase):
         playSession(console)
         self.assertShown(console, SECOND_DISPLAY)
 
+    def testOtherKindsOfDriversShowTheSameFrames(self):
+        # With this one the machine has what looks like a GPU.
+        self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
+        older, gpu = "drmModePageFlip", "gbm_surface_lock_front_buffer"
+        for driver, calls in {"older": {older}, "gpu": {gpu}, "older,gpu": {older, gpu}}.items():
+            with self.subTest(driver=driver):
+                console = self.startOnDisplay(
+                    "other", f"kms:/dev/dri/{self.cardOf('bochs-drm')}",
+                    variables=f"LD_PRELOAD=/usr/bin/{self.otherDriver} VELKARIS_TEST_DRIVER={driver}")
+                playSession(console)
+                self.assertShown(console)
+                self.assertEqual(set(re.findall(r"other driver: (\w+)", console.log())), calls)
+                console.end()
+
     def testPowerOffIsNotHeldUp(self):
         console = self.startOnDisplay("last", f"kms:/dev/dri/{self.cardOf('bochs-drm')}")
         playSession(console)
@@ -233,21 +248,23 @@ SCENARIOS = [
     "testVanishedCardIsLitWhenItReturns",
     "testDisplayOfAnotherSizeShowsTheMiddle",
     "testCardIsTakenByItsName",
+    "testOtherKindsOfDriversShowTheSameFrames",
     "testPowerOffIsNotHeldUp",
 ]
 
 
 def load_tests(loader, tests, pattern):
-    return unittest.TestSuite(map(BootedConsole, sys.argv[5:] or SCENARIOS))
+    return unittest.TestSuite(map(BootedConsole, sys.argv[6:] or SCENARIOS))
 
 
 def main():
-    cache, *programs = map(pathlib.Path, sys.argv[1:5])
+    cache, *programs = map(pathlib.Path, sys.argv[1:6])
     BootedConsole.cache = cache
     try:
         if platform.machine() != "x86_64":
             raise Unavailable("the emulated machine runs the host's programs, and needs an x86_64")
         requireProgram("qemu-system-x86_64")
+        BootedConsole.otherDriver = programs[-1].name
         BootedConsole.image = buildImage(cache, programs)
     except Unavailable as reason:
         print(f"skipped: {reason}")

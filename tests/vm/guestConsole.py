@@ -13,9 +13,11 @@ class GuestConsole:
     """Started on creation; awaitStart() waits until clients find it. `name` tells its files apart.
 
     A node other than the program's own keeps a second console out of the first one's way.
+    `variables` are more of its environment, as a shell takes them.
     """
 
-    def __init__(self, machine, name, window, node="/dev/Velkaris", terminal="/dev/null"):
+    def __init__(self, machine, name, window, node="/dev/Velkaris", terminal="/dev/null",
+                 variables=""):
         self.machine = machine
         self.name = name
         self.node = node
@@ -26,7 +28,7 @@ class GuestConsole:
 
         # Not by the shell's "&", which would have it ignore SIGINT.
         machine.run(f"rm -rf {self.frameFolder} {self._startFile} {self._endFile}; "
-                    f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} "
+                    f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} {variables} "
                     f"VELKARIS_CAPTURE={self.frameFolder} "
                     f"start-stop-daemon -S -b -p /tmp/{name}.none -x /bin/runConsole -- "
                     f"{name} {terminal} velkaris -p {FONT} -f {FONT_SIZE}")
