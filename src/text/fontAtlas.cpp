@@ -22,7 +22,6 @@ namespace {
 constexpr int kCellsPerRow = 16;
 constexpr int kUnitsPerPixel = 64;  // FreeType's 26.6 fixed point
 constexpr FT_UInt kDotsPerInch = 120;
-constexpr FT_Error kUnknownFileFormat = 2;
 
 struct FontModule {
     const FT_Module_Class* moduleClass;
@@ -38,9 +37,9 @@ constexpr FontModule kFontModules[] = {
 
 // What a FreeType build may put into a new library by itself; drivers before what they use.
 constexpr const char* kDefaultModules[] = {
-    "autofitter",  "truetype", "type1",   "cff",     "t1cid",    "pfr",  "type42", "winfonts",
-    "pcf",         "bdf",      "psaux",   "psnames", "pshinter", "sfnt", "smooth", "smooth-lcd",
-    "smooth-lcdv", "raster1",  "raster5", "ot-svg",  "sdf",      "bsdf",
+    "autofitter",  "truetype", "type1",   "cff",     "t1cid",    "pfr",  "type42",  "winfonts",
+    "pcf",         "bdf",      "psaux",   "psnames", "pshinter", "sfnt", "smooth",  "smooth-lcd",
+    "smooth-lcdv", "raster1",  "raster5", "ot-svg",  "sdf",      "bsdf", "gxvalid", "otvalid",
 };
 
 void removeDefaultModules(FT_Library library) {
@@ -111,7 +110,7 @@ void initFont(const char* fontPath) {
     if (!fontPath)
         return;
     const FT_Error error = FT_New_Face(fontAtlas.library, fontPath, 0, &fontAtlas.face);
-    if (error == kUnknownFileFormat)
+    if (error == FT_Err_Unknown_File_Format)
         printf("FreeType: unknown file format\n");  // on standard output, unlike its siblings
     else if (error != 0)
         fprintf(stderr, "FreeType: create new face failed, error: %d\n", error);

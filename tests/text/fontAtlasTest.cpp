@@ -63,8 +63,9 @@ TEST_F(InitFont, LeavesExactlyItsThreeModulesInTheLibrary) {
     for (const char* name : {"smooth", "sfnt", "truetype"})
         EXPECT_NE(FT_Get_Module(fontAtlas.library, name), nullptr) << name;
     for (const char* name :
-         {"autofitter", "type1", "cff", "t1cid", "pfr", "type42", "winfonts", "pcf", "bdf", "psaux",
-          "psnames", "pshinter", "smooth-lcd", "smooth-lcdv", "raster1", "ot-svg", "sdf", "bsdf"})
+         {"autofitter", "type1",  "cff",   "t1cid",   "pfr",      "type42",     "winfonts",
+          "pcf",        "bdf",    "psaux", "psnames", "pshinter", "smooth-lcd", "smooth-lcdv",
+          "raster1",    "ot-svg", "sdf",   "bsdf",    "gxvalid",  "otvalid"})
         EXPECT_EQ(FT_Get_Module(fontAtlas.library, name), nullptr) << name;
 }
 
