@@ -32,7 +32,7 @@ install_packages() {
         as_root=sudo
     fi
     echo "Installing:$missing"
-    # shellcheck disable=SC2086 - a list of words
+    # shellcheck disable=SC2086 # a list of words
     $as_root apt-get -qq update &&
         $as_root env DEBIAN_FRONTEND=noninteractive \
             apt-get -qq install -y --no-install-recommends $missing >/dev/null
