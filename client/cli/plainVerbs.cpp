@@ -25,8 +25,8 @@ int badPercent(const std::string& text) {
 
 std::string joined(const Operands& words) {
     std::string line;
-    for (const std::string& word : words)
-        line += (line.empty() ? "" : " ") + word;
+    for (size_t i = 0; i < words.size(); ++i)
+        line += (i == 0 ? "" : " ") + words[i];
     return line;
 }
 
