@@ -40,7 +40,7 @@ protected:
     void fetchScreenSize();
 
     sem_t semaphore;   // posted by evtWindowResized; nothing waits for it
-    bool initialised;  // never set by the program: a subclass that brings its own display does
+    bool initialised;  // never set by the program; while it is, init() does nothing
     EGLDisplay display;
     EGLSurface surface;
     int32_t width;
