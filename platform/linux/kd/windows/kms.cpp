@@ -4,7 +4,6 @@
 #include <GLES2/gl2.h>
 #include <KD/kd.h>
 #include <gbm.h>
-#include <xf86drm.h>
 
 #include <algorithm>
 #include <array>
@@ -183,7 +182,8 @@ EGLBoolean presentBuffer(EGLDisplay eglDisplay, EGLSurface surface, KmsDisplay* 
                                          isDirect ? display->output().format : 0);
     if (isDirect && frame)
         display->show(std::move(frame));
-    drawing().isShownDirectly = drawing().isShownDirectly && (!isDirect || frame);
+    else if (isDirect)
+        drawing().isShownDirectly = false;  // from the next frame on it gets copies
     return swapped;
 }
 
