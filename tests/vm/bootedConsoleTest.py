@@ -135,6 +135,11 @@ class BootedConsole(unittest.TestCase):
             print(f"{each.name}: {each.millisecondsToFirstPicture()} ms from exec to the first "
                   f"picture, {resident} kB resident, {own} kB of it no file's")
 
+    def testPixelCasesHoldOnTheDisplay(self):
+        self.machine.run("modprobe bochs")
+        print(self.machine.run(f"VELKARIS_PIXEL_WINDOW=kms VELKARIS_PIXEL_DISPLAY={SIZE_TEXT} "
+                               "velkaris_pixel_tests --gtest_filter='ConsolePictures.*'"))
+
     def testSecondConsoleIsRefusedTheDisplay(self):
         self.startOnDisplay("owner")
         second = GuestConsole(self.machine, "second", "kms", node="/dev/Second")
