@@ -15,8 +15,9 @@ namespace {
 
 constexpr int kEventsAtOnce = 32;
 
-// How often a source may be told that it has hung up before it is dropped. Whoever watches it has
-// forgotten it by then, unless there is a mistake, which must not turn into a busy loop.
+// How often a watcher is told that its descriptor has hung up before it is dropped. It has
+// forgotten the descriptor by then, unless there is a mistake, which must not turn into a busy
+// loop. A client that has hung up is served to its last request, however many those are.
 constexpr int kHangUpCalls = 64;
 
 struct Source {
@@ -64,15 +65,14 @@ Source* findSource(const epoll_event& event, int* fd) {
     return &found->second;
 }
 
-// False when the source was dropped.
-bool countHangUp(Source* source, int fd, uint32_t events) {
-    if ((events & (EPOLLHUP | EPOLLERR)) == 0)
-        return true;
-    if (++source->hangUps <= kHangUpCalls)
-        return true;
+void callWatcher(Source* source, int fd, uint32_t events) {
+    const bool hungUp = (events & (EPOLLHUP | EPOLLERR)) != 0;
+    if (!hungUp || ++source->hangUps <= kHangUpCalls) {
+        source->ready(source->data);  // may forget any source, itself included
+        return;
+    }
     fprintf(stderr, "velkaris: event loop: descriptor %d has hung up, no longer watched\n", fd);
     eventLoopForget(fd);
-    return false;
 }
 
 // Runs the watchers, and picks of the others the one that has waited longest for its turn.
@@ -82,10 +82,10 @@ uint64_t runWatchers(const epoll_event* events, int count) {
     for (int i = 0; i < count; ++i) {
         int fd;
         Source* source = findSource(events[i], &fd);
-        if (!source || !countHangUp(source, fd, events[i].events))
+        if (!source)
             continue;
         if (source->ready) {
-            source->ready(source->data);  // may forget any source, itself included
+            callWatcher(source, fd, events[i].events);
         } else if (source->lastServed < chosenTurn) {
             chosen = events[i].data.u64;
             chosenTurn = source->lastServed;
@@ -130,20 +130,20 @@ void eventLoopForget(int fd) {
         epoll_ctl(loop.set.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
+// Watchers run before every pulse as well: a signal to end and a window's events do not wait until
+// a backlog of pulses has been worked off.
 bool eventLoopNext(LoopThing* thing) {
     for (;;) {
-        if (takePulse(thing))
-            return true;
+        const bool pulse = takePulse(thing);
         std::array<epoll_event, kEventsAtOnce> events;
-        const int count = epoll_wait(eventLoop().set.get(), events.data(), kEventsAtOnce, -1);
-        if (count < 0) {
-            if (errno == EINTR)
-                continue;
+        const int count =
+            epoll_wait(eventLoop().set.get(), events.data(), kEventsAtOnce, pulse ? 0 : -1);
+        const bool failed = count < 0 && errno != EINTR;
+        if (failed && !pulse)
             return false;
-        }
         const uint64_t chosen = runWatchers(events.data(), count);
         // A pulse that became due meanwhile goes first; the message stays where it is.
-        if (takePulse(thing) || takeMessage(chosen, thing))
+        if (pulse || takePulse(thing) || takeMessage(chosen, thing))
             return true;
     }
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 #include <functional>
 #include <string>
 
@@ -64,6 +65,19 @@ TEST_F(EventLoopTest, AFloodOfMessagesDoesNotHoldUpThePulses) {
     }
 }
 
+TEST_F(EventLoopTest, ABacklogOfPulsesDoesNotHoldUpTheWatchers) {
+    ReadySource window;
+    ASSERT_TRUE(eventLoopWatch(window.fd.get(), ReadySource::ready, &window));
+    const uint64_t second = 1000000000, now = static_cast<uint64_t>(time(nullptr)) * second;
+    const struct _itimer eachSecondOfTheLastMinute = {now - 60 * second, second};
+    ASSERT_EQ(TimerSettime(makeTimer(code_), TIMER_ABSTIME, &eachSecondOfTheLastMinute, nullptr),
+              0);
+    for (int i = 0; i < 10; ++i)
+        turn();
+    EXPECT_EQ(pulses_.size(), 10u);
+    EXPECT_GE(window.calls, 10);
+}
+
 TEST_F(EventLoopTest, MessagesThatAreReadyTogetherTakeTurns) {
     ReadySource clients[50];
     for (ReadySource& client : clients)
@@ -118,7 +132,28 @@ TEST_F(EventLoopTest, ADescriptorIsWatchedOnce) {
     eventLoopForget(source.fd.get());
 }
 
-TEST_F(EventLoopTest, ASourceThatHasHungUpIsDroppedInTheEnd) {
+TEST_F(EventLoopTest, AClientThatHasHungUpIsServedToItsLastRequest) {
+    int pair[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair), 0);
+    FileDescriptor mine(pair[0]), theirs(pair[1]);
+    ReadySource requests, other;
+    requests.act = [&] {
+        char request;
+        recv(mine.get(), &request, 1, MSG_DONTWAIT);
+    };
+    for (int i = 0; i < 100; ++i)
+        ASSERT_EQ(send(theirs.get(), "x", 1, MSG_DONTWAIT), 1);
+    theirs.reset();
+    ASSERT_TRUE(eventLoopServe(mine.get(), ReadySource::serve, &requests));
+    ASSERT_TRUE(eventLoopServe(other.fd.get(), ReadySource::serve, &other));
+    for (int i = 0; i < 202; ++i)
+        turn();
+    eventLoopForget(mine.get());
+    EXPECT_EQ(requests.calls, 101);  // the last one finds the end
+    EXPECT_EQ(other.calls, 101);
+}
+
+TEST_F(EventLoopTest, AWatcherThatHasHungUpIsDroppedInTheEnd) {
     int pair[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
     FileDescriptor mine(pair[0]), theirs(pair[1]);

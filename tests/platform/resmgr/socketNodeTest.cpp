@@ -8,7 +8,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -16,6 +19,11 @@
 #include "resmgr/socketAddress.h"
 
 namespace {
+
+size_t openFiles(pid_t process) {
+    const std::filesystem::directory_iterator files("/proc/" + std::to_string(process) + "/fd");
+    return static_cast<size_t>(std::distance(begin(files), end(files)));
+}
 
 class SocketNodeTest : public testing::Test {
 protected:
@@ -176,6 +184,26 @@ TEST_F(SocketNodeTest, AClientThatDoesNotReadItsAnswersHoldsUpNobody) {
         EXPECT_STREQ(node_->nextReport().start, "q");
     }
     expectAlive();
+}
+
+TEST_F(SocketNodeTest, RequestsThatWaitWhenTheirClientHangsUpAreServedAndNothingIsLeft) {
+    const size_t before = openFiles(node_->process());
+    FileDescriptor client = openNode();
+    int channel[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+    const FileDescriptor mine(channel[0]);
+    const FileDescriptor theirs(channel[1]);
+    const DevctlPacket packet = devctlMakePacket(kDevctlPacketWrite, 0, 1);
+    constexpr int kRequests = 90;
+    kill(node_->process(), SIGSTOP);
+    for (int i = 0; i < kRequests; ++i)
+        ASSERT_EQ(devctlSendFirst(client.get(), &packet, "q", theirs.get()), 1);
+    client.reset();
+    kill(node_->process(), SIGCONT);
+    for (int i = 0; i < kRequests; ++i)
+        EXPECT_STREQ(node_->nextReport().start, "q");
+    while (openFiles(node_->process()) > before)
+        expectAlive();
 }
 
 TEST_F(SocketNodeTest, AThousandClientsAtOnce) {
