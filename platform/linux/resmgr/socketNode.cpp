@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <thread>
 
 #include "dispatch/eventLoop.h"
+#include "resmgr/backgroundThread.h"
 #include "resmgr/socketAddress.h"
 
 namespace {
@@ -35,11 +35,12 @@ bool isAnswerSocket(int fd) {
 }
 
 // Closing something of a client's choice may block, a file of a file system of its own say. Sockets
-// like our own do not.
+// like our own do not. Those that wait behind one that blocks are bounded by the limit of open
+// files; without a thread it stays open.
 void closeStranger(FileDescriptor stranger) {
-    if (isAnswerSocket(stranger.get()))
-        return;
-    std::thread([fd = stranger.release()] { FileDescriptor closing(fd); }).detach();
+    static BackgroundThread closer;
+    if (!isAnswerSocket(stranger.get()))
+        closer.run([fd = stranger.release()] { FileDescriptor closing(fd); });
 }
 
 // The descriptor that came with a packet; none unless it is a single one that can take an answer.

@@ -1,5 +1,7 @@
 // The node as a socket, and clients of it that do not keep to the rules.
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -24,6 +26,35 @@ size_t openFiles(pid_t process) {
     const std::filesystem::directory_iterator files("/proc/" + std::to_string(process) + "/fd");
     return static_cast<size_t>(std::distance(begin(files), end(files)));
 }
+
+size_t threads(pid_t process) {
+    const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(process) + "/task");
+    return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+// A connection that whoever closes it last waits for: what was sent through it is never read.
+struct LingeringConnection {
+    FileDescriptor listener{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    FileDescriptor sender{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+
+    bool establish() const {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        auto* const name = reinterpret_cast<sockaddr*>(&address);
+        socklen_t size = sizeof(address);
+        const linger forLong = {1, 1000};
+        if (bind(listener.get(), name, size) != 0 || listen(listener.get(), 1) != 0 ||
+            getsockname(listener.get(), name, &size) != 0 ||
+            connect(sender.get(), name, size) != 0 ||
+            setsockopt(sender.get(), SOL_SOCKET, SO_LINGER, &forLong, sizeof(forLong)) != 0)
+            return false;
+        const std::string much(65536, 'x');
+        while (send(sender.get(), much.data(), much.size(), MSG_DONTWAIT) > 0) {
+        }
+        return errno == EAGAIN;
+    }
+};
 
 class SocketNodeTest : public testing::Test {
 protected:
@@ -115,6 +146,25 @@ TEST_F(SocketNodeTest, ADescriptorThatIsNoAnswerSocketIsRefused) {
     ASSERT_EQ(devctlSendFirst(client.get(), &packet, nullptr, file.get()), 0);
     expectDropped(client);
     expectAlive();
+}
+
+TEST_F(SocketNodeTest, DescriptorsThatCannotBeClosedHoldUpNobody) {
+    LingeringConnection connections[10];
+    std::vector<FileDescriptor> clients;
+    kill(node_->process(), SIGSTOP);  // so that its copies are the last
+    for (LingeringConnection& connection : connections) {
+        ASSERT_TRUE(connection.establish()) << strerror(errno);
+        clients.push_back(connectRaw());
+        const DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, O_WRONLY, 0);
+        ASSERT_EQ(devctlSendFirst(clients.back().get(), &packet, nullptr, connection.sender.get()),
+                  0);
+        connection.sender.reset();
+    }
+    kill(node_->process(), SIGCONT);
+    for (const FileDescriptor& client : clients)
+        expectDropped(client);
+    expectAlive();
+    EXPECT_EQ(threads(node_->process()), 2u);
 }
 
 TEST_F(SocketNodeTest, RequestsBeforeTheOpenAreRefused) {
