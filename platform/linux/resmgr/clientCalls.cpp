@@ -32,23 +32,24 @@ bool parse(const char* line, Syscall* call) {
 }
 
 // The sum of the parts of a vector write; false when the client's memory cannot be read.
-bool sumParts(pid_t thread, uint64_t address, uint64_t count, uint64_t* total) {
-    iovec parts[kPartsMax];
+bool sumParts(ClientMemory* memory, pid_t thread, uint64_t address, uint64_t count,
+              uint64_t* total) {
     count = std::min(count, kPartsMax);
-    const iovec here = {parts, count * sizeof(iovec)};
-    const iovec there = {reinterpret_cast<void*>(address), count * sizeof(iovec)};
-    const ssize_t copied = process_vm_readv(thread, &here, 1, &there, 1, 0);
-    if (copied < 0 || static_cast<size_t>(copied) != here.iov_len)
+    const auto bytes = memory->read(thread, address, count * sizeof(iovec));
+    if (!bytes)
         return false;
     *total = 0;
-    for (uint64_t i = 0; i < count; ++i)
-        *total += std::min<uint64_t>(parts[i].iov_len, kWriteMax);
+    for (uint64_t i = 0; i < count; ++i) {
+        iovec part;
+        memcpy(&part, bytes->data() + i * sizeof(part), sizeof(part));
+        *total += std::min<uint64_t>(part.iov_len, kWriteMax);
+    }
     return true;
 }
 
-CallFacts vectorFacts(const Syscall& call, pid_t thread) {
+CallFacts vectorFacts(const Syscall& call, pid_t thread, ClientMemory* memory) {
     CallFacts facts;
-    if (!sumParts(thread, call.arguments[1], call.arguments[2], &facts.total))
+    if (!sumParts(memory, thread, call.arguments[1], call.arguments[2], &facts.total))
         return {};
     facts.call = ClientCall::plain;
     facts.total = std::min(facts.total, kWriteMax);
@@ -62,7 +63,7 @@ CallFacts positionedFacts(const Syscall& call) {
 
 }  // namespace
 
-CallFacts factsOfSyscall(const char* line, pid_t thread) {
+CallFacts factsOfSyscall(const char* line, pid_t thread, ClientMemory* memory) {
     Syscall call;
     if (!parse(line, &call))
         return {};
@@ -70,11 +71,11 @@ CallFacts factsOfSyscall(const char* line, pid_t thread) {
         case SYS_write:
             return {ClientCall::plain, std::min(call.arguments[2], kWriteMax), call.arguments[1],
                     true};
-        case SYS_writev: return vectorFacts(call, thread);
+        case SYS_writev: return vectorFacts(call, thread, memory);
         case SYS_pwrite64:
         case SYS_pwritev: return positionedFacts(call);
         case SYS_pwritev2:  // at -1 it writes at the descriptor's position, like writev
-            return static_cast<long>(call.arguments[3]) == -1 ? vectorFacts(call, thread)
+            return static_cast<long>(call.arguments[3]) == -1 ? vectorFacts(call, thread, memory)
                                                               : positionedFacts(call);
         default: return {};
     }
@@ -84,7 +85,7 @@ CallFacts ClientCalls::read(pid_t thread) {
     char line[256];
     if (thread <= 0 || !readLine(thread, line, sizeof(line)))
         return {};
-    return factsOfSyscall(line, thread);
+    return factsOfSyscall(line, thread, &memory_);
 }
 
 bool ClientCalls::readLine(pid_t thread, char* line, size_t size) {

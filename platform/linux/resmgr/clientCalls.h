@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "descriptor/fileDescriptor.h"
+#include "resmgr/clientMemory.h"
 #include "resmgr/writeJoiner.h"
 
 class ClientCalls {
@@ -26,10 +27,11 @@ private:
     OpenThread* openThread(pid_t thread);
     void dropOldest();
 
+    ClientMemory memory_;
     std::unordered_map<pid_t, OpenThread> threads_;
     uint64_t uses_ = 0;
 };
 
-// What a line of that file says: number and six arguments. `thread` is asked for the parts of a
-// vector write.
-CallFacts factsOfSyscall(const char* line, pid_t thread);
+// What a line of that file says: number and six arguments. The parts of a vector write are read
+// from `thread`'s memory.
+CallFacts factsOfSyscall(const char* line, pid_t thread, ClientMemory* memory);

@@ -22,7 +22,8 @@ std::string line(long number, uint64_t second, uint64_t third, uint64_t fourth =
 }
 
 CallFacts facts(const std::string& text) {
-    return factsOfSyscall(text.c_str(), getpid());
+    ClientMemory memory;
+    return factsOfSyscall(text.c_str(), getpid(), &memory);
 }
 
 TEST(ClientCalls, AWriteTellsItsLength) {
