@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <sys/un.h>
 
 #include <algorithm>
@@ -18,6 +19,9 @@
 namespace {
 
 constexpr int kBacklog = 1024;
+// Until a client is accepted that could not be for lack of memory or descriptors.
+constexpr long kRestNanoseconds = 100000000;
+
 constexpr size_t kPacketRoom = sizeof(DevctlPacket) + kDevctlPacketBytes;
 constexpr size_t kDescriptorsPassed = 8;  // room for what a client passes; one is right
 
@@ -106,21 +110,28 @@ bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
         return false;
     path_ = path;
     struct stat made;
-    const auto accept = [](void* node, resmgr_context_t*) {
-        static_cast<SocketNode*>(node)->acceptClient();
-    };
     if (lstat(path.c_str(), &made) != 0)
         return false;
     inode_ = made.st_ino;
+    const auto wake = [](void* node) { static_cast<SocketNode*>(node)->wakeListener(); };
+    restTimer_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     return chmod(path.c_str(), mode & 0777) == 0 && ::listen(listener_.get(), kBacklog) == 0 &&
-           eventLoopServe(listener_.get(), accept, this);
+           restTimer_ && eventLoopWatch(restTimer_.get(), wake, this) && watchListener();
+}
+
+bool SocketNode::watchListener() {
+    const auto accept = [](void* node, resmgr_context_t*) {
+        static_cast<SocketNode*>(node)->acceptClient();
+    };
+    return eventLoopServe(listener_.get(), accept, this);
 }
 
 SocketNode::~SocketNode() {
     while (!connections_.empty())
         drop(nullptr, connections_.begin()->second.get());
-    if (listener_)
-        eventLoopForget(listener_.get());
+    for (const FileDescriptor* watched : {&listener_, &restTimer_})
+        if (*watched)
+            eventLoopForget(watched->get());
     struct stat found;
     if (!path_.empty() && lstat(path_.c_str(), &found) == 0 && S_ISSOCK(found.st_mode) &&
         found.st_ino == inode_)
@@ -130,8 +141,10 @@ SocketNode::~SocketNode() {
 void SocketNode::acceptClient() {
     FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket) {
-        if (errno == EMFILE || errno == ENFILE)
-            refuseClient();
+        const bool gone = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
+        const bool refused = (errno == EMFILE || errno == ENFILE) && refuseClient();
+        if (!gone && !refused)
+            restListener();
         return;
     }
     auto connection = std::make_unique<Connection>();
@@ -150,11 +163,24 @@ void SocketNode::acceptClient() {
 }
 
 // Without a descriptor to accept it with, a client would stay at the head of the queue for ever.
-void SocketNode::refuseClient() {
+bool SocketNode::refuseClient() {
     spare_.reset();
-    FileDescriptor refused(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    refused.reset();
+    const bool refused(FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)));
     spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    return refused;
+}
+
+// A listener whose client can be neither accepted nor refused is ready all the time.
+void SocketNode::restListener() {
+    eventLoopForget(listener_.get());
+    const itimerspec once = {{}, {0, kRestNanoseconds}};
+    timerfd_settime(restTimer_.get(), 0, &once, nullptr);
+}
+
+void SocketNode::wakeListener() {
+    uint64_t expiries;
+    if (read(restTimer_.get(), &expiries, sizeof(expiries)) > 0 && !watchListener())
+        restListener();
 }
 
 void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {

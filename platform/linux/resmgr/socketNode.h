@@ -41,8 +41,11 @@ private:
     explicit SocketNode(const DeviceServer& server);
     bool bindAndListen(const std::string& path, mode_t mode);
 
+    bool watchListener();
     void acceptClient();
-    void refuseClient();
+    bool refuseClient();
+    void restListener();
+    void wakeListener();
     void receiveRequest(resmgr_context_t* ctp, Connection* connection);
     void receiveRest(resmgr_context_t* ctp, Connection* connection);
     void serveRequest(resmgr_context_t* ctp, Connection* connection, const DevctlPacket& packet,
@@ -58,6 +61,7 @@ private:
     std::string path_;
     ino_t inode_ = 0;
     FileDescriptor listener_;
+    FileDescriptor restTimer_;  // rings when the listener has rested
     FileDescriptor spare_;  // given up for a moment to turn clients away when descriptors run out
     std::unordered_map<int, std::unique_ptr<Connection>> connections_;  // by descriptor
     std::vector<FileDescriptor> unanswered_;  // clients that a handler keeps blocked

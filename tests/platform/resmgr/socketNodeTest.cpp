@@ -10,11 +10,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/resmgr/servedNode.h"
@@ -30,6 +33,17 @@ size_t openFiles(pid_t process) {
 size_t threads(pid_t process) {
     const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(process) + "/task");
     return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+// How often a process has gone to sleep.
+long sleeps(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    std::string word;
+    long count = -1;
+    while (status >> word && word != "voluntary_ctxt_switches:") {
+    }
+    status >> count;
+    return count;
 }
 
 // A connection that whoever closes it last waits for: what was sent through it is never read.
@@ -254,6 +268,19 @@ TEST_F(SocketNodeTest, RequestsThatWaitWhenTheirClientHangsUpAreServedAndNothing
         EXPECT_STREQ(node_->nextReport().start, "q");
     while (openFiles(node_->process()) > before)
         expectAlive();
+}
+
+TEST_F(SocketNodeTest, WithoutAnyDescriptorLeftItSleepsAndServesWhoWaitsLater) {
+    rlimit limit;
+    ASSERT_EQ(prlimit(node_->process(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    const rlimit none = {0, limit.rlim_max};
+    ASSERT_EQ(prlimit(node_->process(), RLIMIT_NOFILE, &none, nullptr), 0);
+    std::thread waiting([this] { expectAlive(); });
+    const long before = sleeps(node_->process());
+    while (sleeps(node_->process()) < before + 5)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(prlimit(node_->process(), RLIMIT_NOFILE, &limit, nullptr), 0);
+    waiting.join();
 }
 
 TEST_F(SocketNodeTest, AThousandClientsAtOnce) {
