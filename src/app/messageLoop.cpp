@@ -63,7 +63,7 @@ bool startClock(dispatch_t* dispatch) {
     event.sigev_priority = SIGEV_PULSE_PRIO_INHERIT;
     const int timer = TimerCreate(CLOCK_REALTIME, &event);
     if (timer == -1) {
-        // The text names channel and connection, and is what log readers look for.
+        // What failed is the timer; the text stays as it is.
         fprintf(stderr, "Unable to attach channel and connection.\n");
         return false;
     }

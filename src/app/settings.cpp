@@ -46,7 +46,7 @@ void applyOption(int option) {
 }  // namespace
 
 void printUsage(int status) {
-    // "progrss" is how the line has always read; scripts compare it.
+    // "progrss" is part of the line.
     fprintf(stderr,
             "Velkaris -p <font path> [-R] [-l <logo image>] [-t <logo time>] "
             "[-B <background color>] [-F <foreground color>] [-S <status line color>] "

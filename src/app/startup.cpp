@@ -12,7 +12,7 @@
 
 bool openDisplay(const char* programName) {
     if (CDisplayable::getInstance()->init() == 0) {
-        // Without a line feed, as it has always been.
+        // Without a line feed on purpose.
         fprintf(stderr, "%s: Failed to initialize displayable!", programName);
         return false;
     }

@@ -20,6 +20,8 @@ public:
     // Presents the frame. 1 = success, 0 = failure (printed; the frame is lost).
     virtual int32_t swapBuffers();
 
+    // For whatever delivers a window's events; nothing in the program calls these two. The first
+    // only prints the id, to standard output.
     virtual void evtWindowCreated(unsigned long id);
 
     // A `code` of 0 stores the new size in pixels and posts the semaphore; any other does nothing.

@@ -20,23 +20,13 @@ int32_t nextPowerOfTwo(int32_t value) {
 }
 
 void pixelToClip(uint32_t width, uint32_t height, float matrix[16]) {
+    const float xScale = 2.0f / static_cast<float>(width);
+    const float yScale = 2.0f / static_cast<float>(height);
     const float columns[16] = {
-        2.0f / static_cast<float>(width),
-        0,
-        0,
-        0,  //
-        0,
-        2.0f / static_cast<float>(height),
-        0,
-        0,  //
-        0,
-        0,
-        1,
-        0,  //
-        -1,
-        -1,
-        0,
-        1,
+        xScale, 0,      0, 0,  //
+        0,      yScale, 0, 0,  //
+        0,      0,      1, 0,  //
+        -1,     -1,     0, 1,
     };
     memcpy(matrix, columns, sizeof(columns));
 }

@@ -34,12 +34,7 @@ void uploadPixelTransform(GLuint program) {
 
 void startTexturedDraw(int32_t textureWidth, int32_t textureHeight, const float* corners,
                        const float* texels) {
-    const float textureTransform[4] = {
-        texelScale(textureWidth),
-        0,  //
-        0,
-        texelScale(textureHeight),
-    };
+    const float textureTransform[4] = {texelScale(textureWidth), 0, 0, texelScale(textureHeight)};
 
     const GLuint program = renderContext()->texturedProgram;
     glUseProgram(program);

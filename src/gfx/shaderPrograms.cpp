@@ -112,7 +112,7 @@ int32_t createShaderPrograms() {
     renderContext()->texturedProgram = textured;
     renderContext()->solidProgram = solid;
 
-    // Too late and to no shader's name, so without effect; kept for drivers tuned to the sequence.
+    // Deliberately after the link and to a name that no shader has: nothing changes.
     glBindAttribLocation(textured, kTexCoordSlot, "v_texcoord");
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);

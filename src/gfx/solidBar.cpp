@@ -6,7 +6,7 @@
 #include "text/fontAtlas.h"
 
 void drawSolidBar(int32_t y, int32_t width, float red, float green, float blue) {
-    const float left = kBarLeft;
+    const float left = kSideMargin;
     const float right = left + static_cast<float>(width);
     const float bottom = static_cast<float>(y);
     const float top = static_cast<float>(y + fontAtlas.lineHeight);

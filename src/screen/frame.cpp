@@ -6,6 +6,7 @@
 #include "display/displayable.h"
 #include "gfx/pixelMath.h"
 #include "gfx/renderContext.h"
+#include "gfx/solidBar.h"
 #include "screen/layout.h"
 #include "screen/progressItem.h"
 #include "screen/statusLine.h"
@@ -53,7 +54,7 @@ void drawRow(const ConsoleEntry& entry, int32_t y, const Colour& foreground,
                          foreground.green, foreground.blue, nameColour.red, nameColour.green,
                          nameColour.blue);
     else
-        drawText(kTextLeft, y, entry.text, foreground.red, foreground.green, foreground.blue);
+        drawText(kSideMargin, y, entry.text, foreground.red, foreground.green, foreground.blue);
 }
 
 void drawRows(const Colour& foreground, const Colour& nameColour) {

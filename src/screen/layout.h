@@ -1,10 +1,8 @@
-// The pixel constants of the layout, origin bottom-left. The rows' left edge and the bars' are one.
+// The pixel constants of the layout beside the bars' kSideMargin, origin bottom-left.
 #pragma once
 
 #include <cstdint>
 
-constexpr int32_t kSideMargin = 10;      // free pixels at both sides of bands, bars and times
-constexpr int32_t kTextLeft = 10;        // left edge of a text line
 constexpr int32_t kLabelLeft = 20;       // left edge of the status text and of item labels
 constexpr int32_t kRowGap = 4;           // between list rows, added to the font's line height
 constexpr int32_t kStatusTextLift = 2;   // the band's text sits this far above its bottom edge

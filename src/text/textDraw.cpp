@@ -2,6 +2,8 @@
 
 #include <GLES2/gl2.h>
 
+#include <cstring>
+
 #include "gfx/renderContext.h"
 #include "text/fontAtlas.h"
 
@@ -33,21 +35,13 @@ void placeGlyph(const GlyphInfo& glyph, int32_t penX, int32_t y, GlyphQuad* quad
     const float right = static_cast<float>(wrappingSum(leftEdge, glyph.width));
     const float top = static_cast<float>(topEdge);
     const float bottom = static_cast<float>(topEdge - glyph.height);
-    *quad = {{
-                 left,
-                 bottom,
-                 0,  //
-                 left,
-                 top,
-                 0,  //
-                 right,
-                 bottom,
-                 0,  //
-                 right,
-                 top,
-                 0,
-             },
-             {}};
+    const float corners[] = {
+        left,  bottom, 0,  //
+        left,  top,    0,  //
+        right, bottom, 0,  //
+        right, top,    0,
+    };
+    memcpy(quad->corners, corners, sizeof(corners));
 
     const float texelLeft = static_cast<float>(glyph.atlasX);
     const float texelRight = static_cast<float>(glyph.atlasX + glyph.width);
@@ -59,8 +53,7 @@ void placeGlyph(const GlyphInfo& glyph, int32_t penX, int32_t y, GlyphQuad* quad
         texelRight, texelBottom,  //
         texelRight, texelTop,
     };
-    for (int i = 0; i < 8; ++i)
-        quad->texels[i] = texels[i];
+    memcpy(quad->texels, texels, sizeof(texels));
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
     return heapWraps.failsNew ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
-// A FreeType build adds its default modules through the same call; those are not recorded.
+// A FreeType build adds its default modules through the same call; they are kept apart.
 FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
     recordCall("FT_Init_FreeType(%s)", *library ? "library" : "null");
     freeTypeWraps.initialising = true;
@@ -104,8 +104,10 @@ FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
 }
 
 FT_Error __wrap_FT_Add_Module(FT_Library library, const FT_Module_Class* moduleClass) {
-    if (freeTypeWraps.initialising)
+    if (freeTypeWraps.initialising) {
+        freeTypeWraps.defaultModules.push_back(moduleClass->module_name);
         return __real_FT_Add_Module(library, moduleClass);
+    }
     recordCall("FT_Add_Module(%s)", moduleClass->module_name);
     const auto scripted = freeTypeWraps.moduleErrors.find(freeTypeWraps.modulesAdded++);
     if (scripted != freeTypeWraps.moduleErrors.end())

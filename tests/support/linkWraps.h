@@ -9,6 +9,8 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <string>
+#include <vector>
 
 // Heap calls of the service (and of FreeType). Those of the C++ library are not seen.
 struct HeapWraps {
@@ -28,6 +30,7 @@ struct FreeTypeWraps {
     std::function<void(FT_Face, FT_ULong)>
         afterLoad;  // may change the slot; its bitmap is put back
     bool initialising = false;
+    std::vector<std::string> defaultModules;  // what the library put into itself when it was made
     int modulesAdded = 0;
 };
 

@@ -1,8 +1,8 @@
 // Every environment variable that the Linux layer reads, in one place. The service itself has none.
 //
 // VELKARIS_WINDOW     where the console is drawn: BACKEND or BACKEND:ARGUMENT, for instance
-//                     "wayland", "x11:800x480", "headless:1280x480". Unset or empty: what the machine
-//                     has, in the order of the backend table.
+//                     "wayland", "x11:800x480", "kms:/dev/dri/card1", "headless:1280x480". Unset or
+//                     empty: what the machine has, in the order of the backend table.
 // VELKARIS_CAPTURE    a folder: every presented frame is written there as frame-NNNNNN.png, and
 //                     latest.png follows the newest. Unset or empty: nothing is written.
 // VELKARIS_NODE       another path for the device node, for service and clients alike.
@@ -17,7 +17,7 @@ struct LayerSettings {
     std::string windowArgument;  // text after the colon, uninterpreted; empty if there is none
     std::string captureFolder;   // empty: no capture
     std::string nodePath;        // empty: the path that the service asks for
-    std::string nodeKind;        // "fuse", "socket", empty; anything else is an error for its reader
+    std::string nodeKind;  // "fuse", "socket", empty; anything else is an error for its reader
 };
 
 // The settings as the environment holds them now. Read where they are needed, once each.
