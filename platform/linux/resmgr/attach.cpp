@@ -55,11 +55,24 @@ bool serveAsFile(AttachedNode* node, const std::string& path, PlaceContent conte
     if (!node->mountPoint.make(path, content))
         return false;
     node->fuse = FuseNode::mount(path, server);
+    if (node->fuse && content == PlaceContent::filledFile)
+        fprintf(stderr,
+                "velkaris: %s: a file with contents is there; the node hides it until the console "
+                "ends\n",
+                path.c_str());
     return node->fuse != nullptr;
 }
 
 bool serveAsSocket(AttachedNode* node, const std::string& path, PlaceContent content, mode_t mode,
                    const DeviceServer& server) {
+    if (content == PlaceContent::filledFile) {
+        fprintf(stderr,
+                "velkaris: %s: is a file with contents, which a socket would not keep; move it "
+                "away first\n",
+                path.c_str());
+        errno = EEXIST;
+        return false;
+    }
     if (content == PlaceContent::emptyFile && unlink(path.c_str()) != 0)
         fprintf(stderr, "velkaris: %s: %s\n", path.c_str(), strerror(errno));
     node->socket = SocketNode::listen(path, mode, server);
@@ -84,7 +97,7 @@ bool serve(AttachedNode* node, const std::string& path, const std::string& kind,
         if (serveAsFile(node, path, content, server))
             return true;
         node->mountPoint.remove();
-        content = PlaceContent::nothing;
+        content = content == PlaceContent::filledFile ? content : PlaceContent::nothing;
     }
     if (kind.empty())
         return serveAsSocket(node, path, content, mode, server);

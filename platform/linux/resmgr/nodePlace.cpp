@@ -137,9 +137,7 @@ PlaceContent clearNodePlace(const std::string& path) {
         return refuse(path, "is a folder", EISDIR);
     if (!S_ISREG(found.st_mode))
         return refuse(path, "is something else than a regular file", EEXIST);
-    if (found.st_size != 0)
-        return refuse(path, "is a file with contents, which are not hidden or lost", EEXIST);
-    return PlaceContent::emptyFile;
+    return found.st_size == 0 ? PlaceContent::emptyFile : PlaceContent::filledFile;
 }
 
 MountPoint::~MountPoint() {
@@ -149,7 +147,7 @@ MountPoint::~MountPoint() {
 
 bool MountPoint::make(const std::string& path, PlaceContent content) {
     path_ = path;
-    if (content == PlaceContent::emptyFile)
+    if (content != PlaceContent::nothing)
         return true;
     const FileDescriptor file(
         open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666));

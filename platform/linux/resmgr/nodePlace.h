@@ -15,13 +15,14 @@ std::string canonicalNodePath(const std::string& path);
 // path itself is not looked at.
 FileDescriptor lockNode(const std::string& path);
 
-enum class PlaceContent { refused, nothing, emptyFile };
+enum class PlaceContent { refused, nothing, emptyFile, filledFile };
 
 // Removes what a dead console has left at `path`, its mount or its socket, and says what is there
-// now. The caller holds the lock. Anything else than an empty regular file is refused, untouched.
+// now. The caller holds the lock. Anything else than a regular file is refused, untouched.
 PlaceContent clearNodePlace(const std::string& path);
 
 // The regular file that a mount needs below it. Made if it is missing, and then removed at the end.
+// One that has contents gets them back when the mount is gone.
 class MountPoint {
 public:
     MountPoint() = default;
@@ -30,7 +31,7 @@ public:
     ~MountPoint();
 
     bool make(const std::string& path, PlaceContent content);
-    void remove();  // now, whoever made it; it is empty
+    void remove();  // now, whoever made it, if it is empty
 
 private:
     std::string path_;

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -266,6 +267,58 @@ TEST_F(FuseNodeTest, SomethingElseMountedThereIsLeftAlone) {
     node_->end(SIGTERM);
     EXPECT_FALSE(mountAt(path_));
 }
+
+// What a shell wrote to the path while no console ran.
+class NodeOverAFileWithContents : public testing::TestWithParam<const char*> {
+protected:
+    void SetUp() override {
+        const std::string reason = whyNotServed("fuse");
+        if (!reason.empty())
+            GTEST_SKIP() << reason;
+        std::ofstream(path_) << "early\n";
+    }
+
+    std::string contents() const {
+        std::string text;
+        std::getline(std::ifstream(path_), text);
+        return text;
+    }
+
+    void expectServes(ServedNode* node) const {
+        ASSERT_TRUE(node->attached()) << strerror(node->attachError());
+        const FileDescriptor client(open(path_.c_str(), O_WRONLY | O_CLOEXEC));
+        EXPECT_EQ(write(client.get(), "late", 4), 4);
+        EXPECT_STREQ(node->nextReport().start, "late");
+        EXPECT_EQ(contents(), "");
+    }
+
+    NodeFolder folder_;
+    const std::string path_ = folder_.file("node");
+};
+
+TEST_P(NodeOverAFileWithContents, HidesItAndSaysSo) {
+    ServedNode node(path_, GetParam());
+    expectServes(&node);
+    node.end(SIGTERM);
+    EXPECT_EQ(node.errorText(), "velkaris: " + path_ +
+                                    ": a file with contents is there; the node hides it until the "
+                                    "console ends\n");
+    EXPECT_EQ(contents(), "early");
+}
+
+TEST_P(NodeOverAFileWithContents, HidesItAgainAfterAKill) {
+    ServedNode killed(path_, GetParam());
+    expectServes(&killed);
+    killed.end(SIGKILL);
+    ServedNode next(path_, GetParam());
+    expectServes(&next);
+    next.end(SIGTERM);
+    EXPECT_FALSE(mountAt(path_));
+    EXPECT_EQ(contents(), "early");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, NodeOverAFileWithContents, testing::Values("fuse", ""),
+                         [](const auto& test) { return *test.param ? "fuse" : "unset"; });
 
 TEST(UnknownNodeKind, IsRefused) {
     NodeFolder folder;

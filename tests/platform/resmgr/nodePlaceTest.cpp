@@ -51,12 +51,15 @@ TEST_F(NodePlace, AnEmptyFileIsTaken) {
     EXPECT_EQ(said_, "");
 }
 
-TEST_F(NodePlace, AFileWithContentsIsLeftAlone) {
+TEST_F(NodePlace, AFileWithContentsIsToldFromAnEmptyOneAndKept) {
     fill("precious");
-    EXPECT_EQ(clear(), PlaceContent::refused);
-    EXPECT_EQ(errno, EEXIST);
-    EXPECT_EQ(said_,
-              "velkaris: " + path_ + ": is a file with contents, which are not hidden or lost\n");
+    EXPECT_EQ(clear(), PlaceContent::filledFile);
+    EXPECT_EQ(said_, "");
+    {
+        MountPoint point;
+        ASSERT_TRUE(point.make(path_, PlaceContent::filledFile));
+        point.remove();
+    }
     std::string text;
     std::ifstream(path_) >> text;
     EXPECT_EQ(text, "precious");

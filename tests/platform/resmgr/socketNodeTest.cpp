@@ -303,4 +303,19 @@ TEST_F(SocketNodeTest, AThousandClientsAtOnce) {
     }
 }
 
+TEST(SocketOverAFileWithContents, IsRefusedAndTheFileKept) {
+    NodeFolder folder;
+    const std::string path = folder.file("node");
+    std::ofstream(path) << "early\n";
+    ServedNode node(path, "socket");
+    EXPECT_EQ(node.attachError(), EEXIST);
+    node.end(SIGTERM);
+    EXPECT_EQ(node.errorText(), "velkaris: " + path +
+                                    ": is a file with contents, which a socket would not keep; "
+                                    "move it away first\n");
+    std::string text;
+    std::getline(std::ifstream(path), text);
+    EXPECT_EQ(text, "early");
+}
+
 }  // namespace
