@@ -7,9 +7,11 @@ run_packages="g++ cmake ninja-build pkg-config
     libfuse3-dev fuse3 libx11-dev libwayland-dev libwayland-bin wayland-protocols
     libdrm-dev libgbm-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
-# Builds and runs the tests besides.
-test_packages="libgtest-dev libgmock-dev xvfb weston curl pv rsync python3
-    zsh fish mandoc groff-base
+# Builds and runs the unit and structure tests besides.
+quick_test_packages="libgtest-dev libgmock-dev python3 curl"
+
+# Builds and runs all other tests besides.
+test_packages="xvfb weston pv rsync zsh fish mandoc groff-base
     clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.

@@ -39,7 +39,6 @@ void applyOption(int option) {
         case 'h': printUsage(0);
         case '?': fprintf(stderr, "Error! Unexpected option: -%c\n", optopt); printUsage(1);
         case ':': fprintf(stderr, "Error! Option argument missing: -%c\n", optopt); printUsage(1);
-        default: break;
     }
 }
 
