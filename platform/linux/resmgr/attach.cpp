@@ -97,7 +97,8 @@ bool serve(AttachedNode* node, const std::string& path, const std::string& kind,
         if (serveAsFile(node, path, content, server))
             return true;
         node->mountPoint.remove();
-        content = content == PlaceContent::filledFile ? content : PlaceContent::nothing;
+        if (content != PlaceContent::filledFile)
+            content = PlaceContent::nothing;
     }
     if (kind.empty())
         return serveAsSocket(node, path, content, mode, server);

@@ -170,7 +170,9 @@ std::string whyNotServed(const std::string& kind) {
     return {};
 }
 
-ServedNode::ServedNode(const std::string& path, const std::string& kind) : path_(path) {
+ServedNode::ServedNode(const std::string& path, const std::string& kind,
+                       const std::function<void()>& before)
+    : path_(path) {
     int reports[2], errors[2];
     if (pipe2(reports, O_CLOEXEC) != 0 || pipe2(errors, O_CLOEXEC) != 0)
         abort();
@@ -183,6 +185,8 @@ ServedNode::ServedNode(const std::string& path, const std::string& kind) : path_
         dup2(errors[1], STDERR_FILENO);
         setenv("VELKARIS_NODE", path.c_str(), 1);
         setenv("VELKARIS_NODE_KIND", kind.c_str(), 1);
+        if (before)
+            before();
         serve("/nowhere/node");  // the setting replaces it
     }
     reports_.reset(reports[0]);

@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "descriptor/fileDescriptor.h"
@@ -46,8 +47,10 @@ std::string whyNotServed(const std::string& kind);
 
 class ServedNode {
 public:
-    // Starts serving at `path`; `kind` as VELKARIS_NODE_KIND has it.
-    ServedNode(const std::string& path, const std::string& kind);
+    // Starts serving at `path`; `kind` as VELKARIS_NODE_KIND has it. `before` runs first in the
+    // serving process.
+    ServedNode(const std::string& path, const std::string& kind,
+               const std::function<void()>& before = {});
     ~ServedNode();  // ends it, whatever state it is in
 
     bool attached() const { return attachError_ == 0; }
