@@ -1,33 +1,31 @@
 #include "kd/windows/headless.h"
 
-#include <EGL/eglext.h>
 #include <GLES2/gl2.h>
 #include <KD/kd.h>
 
 #include <vector>
 
 #include "egl/realEgl.h"
+#include "kd/windows/offScreen.h"
 
 namespace {
 
-constexpr DisplaySize kDefaultSize{1280, 480};
-
 // The display until a window is realised, then the window.
-DisplaySize headlessSize = kDefaultSize;
+DisplaySize headlessSize = kHeadlessSize;
 
 bool isPresent() {
     return true;
 }
 
 std::optional<NativeDisplay> open(const std::string& argument) {
-    const std::optional<DisplaySize> size = argument.empty() ? kDefaultSize : parseSize(argument);
+    const std::optional<DisplaySize> size = argument.empty() ? kHeadlessSize : parseSize(argument);
     if (!size) {
         windowError("VELKARIS_WINDOW: headless:%s is no size; write headless:WIDTHxHEIGHT",
                     argument.c_str());
         return std::nullopt;
     }
     headlessSize = *size;
-    return NativeDisplay{EGL_PLATFORM_SURFACELESS_MESA, nullptr, *size};
+    return openOffScreen(*size);
 }
 
 int realize(const WindowRequest& request, EGLNativeWindowType* window) {

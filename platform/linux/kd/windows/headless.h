@@ -4,4 +4,7 @@
 
 #include "kd/windows/backend.h"
 
+// Of a console that was told no size, and of one whose display is still to come.
+constexpr DisplaySize kHeadlessSize{1280, 480};
+
 extern const WindowBackend kHeadlessBackend;

@@ -6,7 +6,6 @@
 #include <gbm.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -14,6 +13,7 @@
 #include "egl/surfacePixels.h"
 #include "kd/windows/headless.h"
 #include "kd/windows/kmsHotplug.h"
+#include "kd/windows/offScreen.h"
 
 namespace {
 
@@ -43,46 +43,6 @@ bool isPresent() {
                        [](const std::string& path) { return openCard(path) != nullptr; });
 }
 
-// Whether it is Mesa itself that draws on the device.
-bool isSoftware(EGLDeviceEXT device) {
-    const auto queryDevice = reinterpret_cast<PFNEGLQUERYDEVICESTRINGEXTPROC>(
-        eglGetProcAddress("eglQueryDeviceStringEXT"));
-    const char* const extensions = queryDevice ? queryDevice(device, EGL_EXTENSIONS) : nullptr;
-    return extensions && std::strstr(extensions, "EGL_MESA_device_software");
-}
-
-// Whether there is a GPU behind that display. Leaves the display initialised, which the service
-// will do anyway.
-bool hasGpu(EGLDisplay display) {
-    const auto queryDisplay = reinterpret_cast<PFNEGLQUERYDISPLAYATTRIBEXTPROC>(
-        eglGetProcAddress("eglQueryDisplayAttribEXT"));
-    EGLAttrib device = 0;
-    return queryDisplay && eglInitialize(display, nullptr, nullptr) == EGL_TRUE &&
-           queryDisplay(display, EGL_DEVICE_EXT, &device) == EGL_TRUE &&
-           !isSoftware(reinterpret_cast<EGLDeviceEXT>(device));
-}
-
-// What draws to memory. The headless way would open the cards when it finds no GPU, and the first
-// to open a card is its DRM master: not even this program could light that one's display later.
-std::optional<NativeDisplay> openMemory() {
-    std::optional<NativeDisplay> native = kHeadlessBackend.open("");
-    const auto queryDevices =
-        reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
-    std::array<EGLDeviceEXT, 32> devices;
-    EGLint count = 0;
-    if (!native || !queryDevices ||
-        queryDevices(static_cast<EGLint>(devices.size()), devices.data(), &count) != EGL_TRUE)
-        return native;
-    const EGLDeviceEXT* const end = devices.data() + count;
-    const EGLDeviceEXT* const software =
-        std::find_if(static_cast<const EGLDeviceEXT*>(devices.data()), end, isSoftware);
-    if (software != end) {
-        native->platform = EGL_PLATFORM_DEVICE_EXT;
-        native->handle = *software;
-    }
-    return native;
-}
-
 // Opens the card's own way of drawing, if it has one.
 void openDrawingCard(const std::shared_ptr<KmsCard>& card) {
     // Without any GPU in the machine Mesa would only say on standard error which drivers it misses.
@@ -104,21 +64,19 @@ void openDrawingCard(const std::shared_ptr<KmsCard>& card) {
 std::optional<NativeDisplay> open(const std::string& argument) {
     if (!startDisplaySearch(argument))
         return std::nullopt;
-    std::optional<NativeDisplay> native = openMemory();
-    if (!native)
-        return std::nullopt;
+    NativeDisplay native = openOffScreenWithoutGpu(kHeadlessSize);
     if (const KmsDisplay* const display = currentDisplay()) {
-        native->size = display->output().size();
+        native.size = display->output().size();
         openDrawingCard(display->card());
     } else {
         windowError("kms: no display is connected; drawing off screen, %dx%d, until one appears",
-                    native->size.width, native->size.height);
+                    native.size.width, native.size.height);
     }
     if (drawing().device) {
-        native->platform = EGL_PLATFORM_GBM_KHR;
-        native->handle = drawing().device.get();
+        native.platform = EGL_PLATFORM_GBM_KHR;
+        native.handle = drawing().device.get();
     }
-    drawing().size = native->size;
+    drawing().size = native.size;
     return native;
 }
 
