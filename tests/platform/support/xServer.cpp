@@ -63,6 +63,16 @@ void XServer::kill() {
     server->wait();
 }
 
+void XServer::stop() {
+    // Not in the middle of what a client has sent.
+    XSync(client->display, False);
+    server->kill(SIGSTOP);
+}
+
+void XServer::goOn() {
+    server->kill(SIGCONT);
+}
+
 uint32_t XServer::onlyWindow() const {
     Window root = 0, parent = 0, *children = nullptr;
     unsigned count = 0;
@@ -151,6 +161,22 @@ void XServer::mapWithSize(uint32_t window, unsigned width, unsigned height) cons
     XResizeWindow(client->display, window, width, height);
     XMapWindow(client->display, window);
     XFlush(client->display);
+}
+
+void XServer::coverForAMoment() const {
+    const int screen = DefaultScreen(client->display);
+    XSetWindowAttributes attributes{};
+    attributes.override_redirect = True;
+    attributes.background_pixel = WhitePixel(client->display, screen);
+    const Window cover = XCreateWindow(
+        client->display, RootWindow(client->display, screen), 0, 0,
+        static_cast<unsigned>(DisplayWidth(client->display, screen)),
+        static_cast<unsigned>(DisplayHeight(client->display, screen)), 0, CopyFromParent,
+        InputOutput, CopyFromParent, CWOverrideRedirect | CWBackPixel, &attributes);
+    XMapRaised(client->display, cover);
+    XSync(client->display, False);
+    XDestroyWindow(client->display, cover);
+    XSync(client->display, False);
 }
 
 void XServer::closeByUser(uint32_t window) const {

@@ -18,6 +18,8 @@ public:
     // "DISPLAY=:N", for the environment of clients.
     std::string variable() const { return "DISPLAY=" + name; }
     void kill();
+    void stop();  // it answers nobody until it goes on
+    void goOn();
 
     // The one window on the screen, 0 if there is none.
     uint32_t onlyWindow() const;
@@ -35,6 +37,9 @@ public:
     uint32_t awaitMapRequest() const;
     void mapWithSize(uint32_t window, unsigned width, unsigned height) const;
 
+    // Another window comes and goes above everything, and the server keeps nothing of what is
+    // below.
+    void coverForAMoment() const;
     void closeByUser(uint32_t window) const;   // as a window manager asks a window to close
     void destroy(uint32_t window) const;       // by a client that it does not belong to
     void killClientOf(uint32_t window) const;  // as xkill does

@@ -1,6 +1,5 @@
 #include "kd/windows/x11.h"
 
-#include <EGL/eglext.h>
 #include <KD/kd.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -13,7 +12,9 @@
 #include <memory>
 
 #include "dispatch/eventLoop.h"
-#include "egl/realEgl.h"
+#include "kd/windows/headless.h"
+#include "kd/windows/offScreen.h"
+#include "kd/windows/x11Frames.h"
 #include "ownership/release.h"
 
 namespace {
@@ -21,13 +22,16 @@ namespace {
 // Long enough for any window manager; one that keeps the window hidden is not waited for.
 constexpr std::chrono::seconds kMapPatience{5};
 
-// Never closed: the drivers go on using the connection until the process is gone.
+// Drawn off screen and sent as pictures: the drivers' own way to a window asks the server for this
+// and that while a frame is drawn, and waits for what it says.
 Display* connection = nullptr;
 Window window = 0;
+Atom protocols = 0, deleteWindow = 0;
 bool isMapped = false;
 bool isFullScreen = true;
 DisplaySize displaySize{};
-bool swapsWithoutWaiting = false;
+DisplaySize windowSize{};         // what the window manager has made of it, until it is drawn on
+std::optional<X11Frames> frames;  // from then on
 
 int endOnLostConnection(Display*) {
     windowError("x11: the connection to the X server is lost");
@@ -70,7 +74,7 @@ std::optional<NativeDisplay> open(const std::string& argument) {
     isFullScreen = !size;
     displaySize = size.value_or(
         DisplaySize{DisplayWidth(connection, screen), DisplayHeight(connection, screen)});
-    return NativeDisplay{EGL_PLATFORM_X11_KHR, connection, displaySize};
+    return openOffScreen(displaySize);
 }
 
 Atom atom(const char* name) {
@@ -80,15 +84,19 @@ Atom atom(const char* name) {
 void handle(const XEvent& event) {
     switch (event.type) {
         case MapNotify: isMapped = true; break;
+        case ConfigureNotify: windowSize = {event.xconfigure.width, event.xconfigure.height}; break;
         case ClientMessage:
-            if (event.xclient.message_type == atom("WM_PROTOCOLS") &&
-                static_cast<Atom>(event.xclient.data.l[0]) == atom("WM_DELETE_WINDOW"))
+            if (event.xclient.message_type == protocols &&
+                static_cast<Atom>(event.xclient.data.l[0]) == deleteWindow)
                 std::exit(EXIT_SUCCESS);
             break;
         case DestroyNotify:
             windowError("x11: the window was destroyed from outside");
             std::exit(EXIT_FAILURE);
-        default: break;
+        default:
+            if (frames)
+                frames->handle(event);
+            break;
     }
 }
 
@@ -100,16 +108,14 @@ void handleEvents(void*) {
     }
 }
 
-using VisualInfo = std::unique_ptr<XVisualInfo, Release<XFree>>;
-
-// The visual that the config draws to; drawing through another one is an error.
-VisualInfo visualOf(EGLDisplay display, EGLConfig config) {
-    EGLint id = 0;
-    eglGetConfigAttrib(display, config, EGL_NATIVE_VISUAL_ID, &id);
-    XVisualInfo wanted{};
-    wanted.visualid = static_cast<VisualID>(id);
-    int count = 0;
-    return VisualInfo(XGetVisualInfo(connection, VisualIDMask, &wanted, &count));
+// One of eight bits a colour; with 32 bits of depth the server may have it compose alpha as well.
+std::optional<XVisualInfo> findVisual() {
+    XVisualInfo found{};
+    for (const int depth : {24, 32}) {
+        if (XMatchVisualInfo(connection, DefaultScreen(connection), depth, TrueColor, &found))
+            return found;
+    }
+    return std::nullopt;
 }
 
 void createWindow(const XVisualInfo& visual, const DisplaySize& size) {
@@ -119,7 +125,7 @@ void createWindow(const XVisualInfo& visual, const DisplaySize& size) {
     attributes.colormap = XCreateColormap(connection, root, visual.visual, AllocNone);
     attributes.border_pixel = 0;
     attributes.background_pixel = BlackPixel(connection, visual.screen);
-    attributes.event_mask = StructureNotifyMask;
+    attributes.event_mask = StructureNotifyMask | PropertyChangeMask | ExposureMask;
     window = XCreateWindow(connection, root, 0, 0, static_cast<unsigned>(size.width),
                            static_cast<unsigned>(size.height), 0, visual.depth, InputOutput,
                            visual.visual, CWColormap | CWBorderPixel | CWBackPixel | CWEventMask,
@@ -135,12 +141,12 @@ void setNames(const std::string& caption, const std::string& id) {
     char className[] = "Velkaris";
     XClassHint hint{instance.data(), className};
     XSetClassHint(connection, window, &hint);
-    Atom deleteWindow = atom("WM_DELETE_WINDOW");
+    protocols = atom("WM_PROTOCOLS");
+    deleteWindow = atom("WM_DELETE_WINDOW");
     XSetWMProtocols(connection, window, &deleteWindow, 1);
 }
 
-// The service blends into the surface's alpha as well, and a compositor would let the desktop shine
-// through wherever that leaves less than full alpha.
+// A compositor need not draw what is below.
 void declareOpaque(const DisplaySize& size) {
     const long area[4] = {0, 0, size.width, size.height};
     XChangeProperty(connection, window, atom("_NET_WM_OPAQUE_REGION"), XA_CARDINAL, 32,
@@ -187,30 +193,34 @@ void waitUntilMapped() {
 }
 
 int realize(const WindowRequest& request, EGLNativeWindowType* native) {
-    const VisualInfo visual = visualOf(request.display, request.config);
+    const std::optional<XVisualInfo> visual = findVisual();
     if (!visual) {
-        windowError("x11: the X server has no visual for the chosen EGL config");
+        windowError("x11: the X server has no visual of eight bits a colour");
         return KD_EIO;
     }
     const bool asked = request.size.width > 0 && !isFullScreen;
-    const DisplaySize size = asked ? request.size : displaySize;
-    createWindow(*visual, size);
+    windowSize = asked ? request.size : displaySize;
+    createWindow(*visual, windowSize);
     setNames(request.caption, request.id);
-    declareOpaque(size);
-    isFullScreen ? fillScreen() : fixSize(size);
+    declareOpaque(windowSize);
+    isFullScreen ? fillScreen() : fixSize(windowSize);
     XMapRaised(connection, window);
     waitUntilMapped();
     if (!eventLoopWatch(ConnectionNumber(connection), handleEvents, nullptr)) {
         windowError("x11: can't watch the connection to the X server, error %d", errno);
         return KD_EIO;
     }
-    *native = window;
-    return 0;
+    WindowRequest drawn = request;
+    drawn.size = windowSize;
+    const int error = kHeadlessBackend.realize(drawn, native);
+    if (error == 0)
+        frames.emplace(connection, window, *visual, windowSize);
+    return error;
 }
 
 EGLSurface createSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowType native,
                          const EGLint* attributes) {
-    return __real_eglCreateWindowSurface(display, config, native, attributes);
+    return kHeadlessBackend.createSurface(display, config, native, attributes);
 }
 
 void listen() {
@@ -218,13 +228,11 @@ void listen() {
 }
 
 EGLBoolean present(EGLDisplay display, EGLSurface surface) {
-    // A display that is asleep has no vertical blank to wait for, and clients must be served all
-    // the same. The interval belongs to the surface, so it is set once that is current.
-    if (!swapsWithoutWaiting)
-        swapsWithoutWaiting = eglSwapInterval(display, 0) == EGL_TRUE;
-    const EGLBoolean swapped = __real_eglSwapBuffers(display, surface);
-    // The driver reads from the same connection: events that it took off the socket are in the
-    // queue, and nothing becomes readable for them any more.
+    readSurfacePixels(display, surface, frames->pixels());
+    const EGLBoolean swapped = kHeadlessBackend.present(display, surface);
+    if (swapped == EGL_TRUE)
+        frames->show();
+    // What was sent may have brought events into the queue, and nothing becomes readable for them.
     handleEvents(nullptr);
     return swapped;
 }
@@ -232,5 +240,5 @@ EGLBoolean present(EGLDisplay display, EGLSurface surface) {
 }  // namespace
 
 const WindowBackend kX11Backend = {
-    "x11", EGL_WINDOW_BIT, isPresent, open, realize, createSurface, listen, present,
+    "x11", EGL_PBUFFER_BIT, isPresent, open, realize, createSurface, listen, present,
 };

@@ -147,6 +147,31 @@ TEST_F(X11Window, FailsWhenItsConnectionIsCut) {
     expectEnd(1, "\\[Velkaris\\] window: x11: the connection to the X server is lost\n");
 }
 
+TEST_F(X11Window, IsCompleteWhenItIsSeenAgain) {
+    start("x11", "640x400");
+    draw();
+    const Picture drawn = readPng(folder.file("c/latest.png"));
+    ASSERT_TRUE(server->comesToShow(server->onlyWindow(), drawn));
+    server->coverForAMoment();
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), drawn));
+}
+
+TEST_F(X11Window, IsDrawnOnWhileTheServerHangs) {
+    start("x11", "640x400");
+    draw();
+    server->stop();
+    for (const char* const colour : {"1 2 3", "40 50 60", "70 80 90"}) {
+        child->send("fill 0 0 9999 9999 " + std::string(colour) + " 255");
+        swap();
+        ASSERT_FALSE(HasFatalFailure());
+    }
+    server->goOn();
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), readPng(folder.file("c/latest.png"))));
+    draw();
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), readPng(folder.file("c/latest.png"))));
+    EXPECT_EQ(child->errors(), "");
+}
+
 TEST_F(X11Window, FailsWhenSomebodyDestroysIt) {
     start("x11", "640x400");
     draw();
