@@ -11,6 +11,7 @@
 #include <new>
 #include <vector>
 
+#include "descriptor/fileDescriptor.h"
 #include "img/imageFile.h"
 #include "ownership/release.h"
 
@@ -38,16 +39,20 @@ const Codec* codecFor(const std::vector<uint8_t>& data) {
     return nullptr;
 }
 
-// A pipe or a device could keep the caller waiting, or never end.
+// A pipe or a device could keep the caller waiting, already while it is opened, or never end.
 File openRegular(const char* path) {
-    File file(std::fopen(path, "rbe"));
+    FileDescriptor descriptor(open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
-    if (!file || fstat(fileno(file.get()), &status) != 0)
+    if (!descriptor || fstat(descriptor.get(), &status) != 0)
         return nullptr;
-    if (S_ISREG(status.st_mode))
-        return file;
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return nullptr;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return nullptr;
+    }
+    File file(fdopen(descriptor.get(), "rb"));
+    if (file)
+        descriptor.release();
+    return file;
 }
 
 // Reads on only while a codec knows the beginning.

@@ -298,6 +298,15 @@ TEST_F(ImageLibrary, ReportsAFolder) {
     EXPECT_EQ(errno, EISDIR);
 }
 
+// Opening it for reading would wait for a writer.
+TEST_F(ImageLibrary, ReportsAPipeWithoutWaitingForIt) {
+    const std::string pipe = folder.file("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    errno = 0;
+    EXPECT_EQ(img_load_file(library, pipe.c_str(), nullptr, &image), IMG_ERR_FILE);
+    EXPECT_EQ(errno, EINVAL);
+}
+
 TEST_F(ImageLibrary, RefusesOtherOutputFormats) {
     image.format = static_cast<img_format_t>(0x10 | IMG_FMT_RGB);
     EXPECT_EQ(load(encodePng(colorPng())), IMG_ERR_NOSUPPORT);
