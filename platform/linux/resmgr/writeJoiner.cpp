@@ -2,6 +2,9 @@
 
 namespace {
 
+// No system call writes more (MAX_RW_COUNT of Linux); what seems to be longer is several writes.
+constexpr uint64_t kWriteMax = 0x7ffff000;
+
 // A piece that is not the last fills the 256 pages of a request. Fewer bytes than that cannot, in
 // however many parts they come.
 constexpr size_t kTooSmallInParts = 255;
@@ -42,8 +45,8 @@ PieceRole WriteJoiner::add(const WritePiece& piece) {
         descriptor.oneBlock = piece.facts.oneBlock;
     }
     received_ = received;
-    const PieceRole role =
-        piece.facts.call == ClientCall::plain ? roleByFacts(piece, received) : roleBySize(piece);
+    const PieceRole role = piece.facts.call == ClientCall::plain ? roleByFacts(piece, received)
+                                                                 : roleBySize(piece, received);
     pending_ = role == PieceRole::more;
     return role;
 }
@@ -61,8 +64,9 @@ PieceRole WriteJoiner::roleByFacts(const WritePiece& piece, uint64_t received) c
     return received < piece.facts.total ? PieceRole::more : PieceRole::last;
 }
 
-PieceRole WriteJoiner::roleBySize(const WritePiece& piece) const {
-    return piece.size < fullPiece_ ? PieceRole::last : PieceRole::more;
+PieceRole WriteJoiner::roleBySize(const WritePiece& piece, uint64_t received) const {
+    const bool mayGoOn = piece.size >= fullPiece_ && received < kWriteMax;
+    return mayGoOn ? PieceRole::more : PieceRole::last;
 }
 
 bool WriteJoiner::atPosition(const WritePiece& piece) const {

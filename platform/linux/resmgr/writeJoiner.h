@@ -91,7 +91,7 @@ private:
     };
 
     PieceRole roleByFacts(const WritePiece& piece, uint64_t received) const;
-    PieceRole roleBySize(const WritePiece& piece) const;
+    PieceRole roleBySize(const WritePiece& piece, uint64_t received) const;
     bool atPosition(const WritePiece& piece) const;
 
     size_t fullPiece_;

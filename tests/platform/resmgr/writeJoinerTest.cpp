@@ -119,6 +119,16 @@ TEST_P(JoinerCases, PiecesGetTheirRoles) {
 INSTANTIATE_TEST_SUITE_P(Table, JoinerCases, testing::ValuesIn(kCases),
                          [](const auto& test) { return std::string(test.param.name); });
 
+TEST(WriteJoiner, NoWriteIsTakenForLongerThanTheSystemWrites) {
+    constexpr uint64_t kMost = 0x7ffff000, kPiece = 0x10000000;
+    WriteJoiner joiner(kPiece);
+    uint64_t offset = 0;
+    for (; offset + kPiece < kMost; offset += kPiece)
+        EXPECT_EQ(joiner.add(piece(static_cast<int64_t>(offset), kPiece, kUnknown)),
+                  PieceRole::more);
+    EXPECT_EQ(joiner.add(piece(static_cast<int64_t>(offset), kPiece, kUnknown)), PieceRole::last);
+}
+
 TEST(WriteJoiner, AppendedPiecesArePlainWhereverTheyAre) {
     WriteJoiner joiner(kFull);
     WritePiece appended = piece(12345, 10, kUnknown);
