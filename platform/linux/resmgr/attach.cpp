@@ -17,6 +17,7 @@
 #include "dispatch/endSignals.h"
 #include "resmgr/attachedNodes.h"
 #include "resmgr/fuseNode.h"
+#include "resmgr/nodeLock.h"
 #include "resmgr/nodePlace.h"
 #include "resmgr/socketNode.h"
 #include "settings/layerSettings.h"
@@ -29,7 +30,7 @@ constexpr size_t kMessageBytesMin = 256;
 // Members go in reverse: first the node, then what it stood on, then the lock.
 struct AttachedNode {
     pid_t owner = getpid();  // a child that was forked leaves its parent's node alone
-    FileDescriptor lock;
+    NodeLock lock;
     MountPoint mountPoint;
     std::unique_ptr<FuseNode> fuse;
     std::unique_ptr<SocketNode> socket;
@@ -135,8 +136,7 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
         return -1;
 
     auto node = std::make_unique<AttachedNode>();
-    node->lock = lockNode(canonical);
-    if (!node->lock)
+    if (!node->lock.take(canonical))
         return -1;
     const size_t messageBytes = std::max<size_t>(attr ? attr->msg_max_size : 0, kMessageBytesMin);
     const int reserved =

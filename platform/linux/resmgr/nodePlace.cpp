@@ -3,34 +3,23 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "descriptor/fileDescriptor.h"
 #include "ownership/release.h"
 #include "resmgr/mountTable.h"
 #include "resmgr/socketAddress.h"
 
 namespace {
 
-constexpr char kLockPrefix[] = "velkaris-node:";
 constexpr char kNodeType[] = "fuse.velkaris";
 constexpr int kMountsMax = 64;  // that dead consoles may have left on top of each other
-
-// FNV-1a; stands for a path that is too long for the lock's name.
-uint64_t hash(const std::string& text) {
-    uint64_t value = 0xcbf29ce484222325u;
-    for (const unsigned char byte : text)
-        value = (value ^ byte) * 0x100000001b3u;
-    return value;
-}
 
 void complain(const std::string& path, const char* reason, int error) {
     fprintf(stderr, "velkaris: %s: %s\n", path.c_str(), reason);
@@ -100,27 +89,6 @@ std::string canonicalNodePath(const std::string& path) {
     }
     const std::string base = real.get();
     return base == "/" ? base + name : base + "/" + name;
-}
-
-FileDescriptor lockNode(const std::string& path) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    // A name that begins with a NUL is in no folder: it exists as long as its socket.
-    std::string name = kLockPrefix + path;
-    if (name.size() >= sizeof(address.sun_path) - 1)
-        name = kLockPrefix + std::to_string(hash(path));
-    memcpy(address.sun_path + 1, name.data(), name.size());
-    const socklen_t size =
-        static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-
-    FileDescriptor lock(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (lock && bind(lock.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0)
-        return lock;
-    if (errno == EADDRINUSE)
-        complain(path, "another console serves this node", EBUSY);
-    else
-        complain(path, strerror(errno), errno);
-    return {};
 }
 
 PlaceContent clearNodePlace(const std::string& path) {

@@ -5,15 +5,8 @@
 
 #include <string>
 
-#include "descriptor/fileDescriptor.h"
-
 // The absolute path, free of links in its folder, of a node at `path`. Empty on failure.
 std::string canonicalNodePath(const std::string& path);
-
-// Held by the one console that serves the node at `path`, a canonical one; lost with its process,
-// however that ends. Empty when another console holds it, even one that is stopped (EBUSY): the
-// path itself is not looked at.
-FileDescriptor lockNode(const std::string& path);
 
 enum class PlaceContent { refused, nothing, emptyFile, filledFile };
 

@@ -115,20 +115,6 @@ TEST_F(NodePlace, PathsThatNameNoFileAreRefused) {
     testing::internal::GetCapturedStderr();
 }
 
-TEST_F(NodePlace, OnlyOneHoldsTheLock) {
-    for (const std::string& path : {path_, path_ + std::string(300, 'x')}) {
-        FileDescriptor first = lockNode(path);
-        EXPECT_TRUE(first);
-        testing::internal::CaptureStderr();
-        EXPECT_FALSE(lockNode(path));
-        EXPECT_EQ(errno, EBUSY);
-        testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(lockNode(path + "2"));
-        first.reset();
-        EXPECT_TRUE(lockNode(path));
-    }
-}
-
 TEST_F(NodePlace, AMountPointThatWasMadeIsRemoved) {
     {
         MountPoint point;
