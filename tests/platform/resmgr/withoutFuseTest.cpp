@@ -44,6 +44,10 @@ struct Machine {
     void (*change)();
 };
 
+void PrintTo(const Machine& machine, std::ostream* out) {
+    *out << machine.name;
+}
+
 class WithoutFuse : public testing::TestWithParam<Machine> {
 protected:
     void SetUp() override {
