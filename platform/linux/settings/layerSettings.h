@@ -1,8 +1,9 @@
 // Every environment variable that the Linux layer reads, in one place. The service itself has none.
 //
 // VELKARIS_WINDOW     where the console is drawn: BACKEND or BACKEND:ARGUMENT, for instance
-//                     "wayland", "x11:800x480", "kms:/dev/dri/card1", "headless:1280x480". Unset or
-//                     empty: what the machine has, in the order of the backend table.
+//                     "wayland", "x11:800x480", "kms:/dev/dri/card1", "headless:1280x480". "auto",
+//                     unset or empty: what the machine has, in the order of the backend table;
+//                     "auto:800x480": if that is a window, of this size.
 // VELKARIS_CAPTURE    a folder: every presented frame is written there as frame-NNNNNN.png, and
 //                     latest.png follows the newest. Unset or empty: nothing is written.
 // VELKARIS_NODE       another path for the device node, for service and clients alike.
@@ -13,7 +14,7 @@
 #include <string>
 
 struct LayerSettings {
-    std::string windowBackend;   // text before the colon; empty: choose by what the machine has
+    std::string windowBackend;   // text before the colon
     std::string windowArgument;  // text after the colon, uninterpreted; empty if there is none
     std::string captureFolder;   // empty: no capture
     std::string nodePath;        // empty: the path that the service asks for

@@ -40,11 +40,26 @@ TEST(WindowProcess, FallsBackToHeadlessAndSaysSo) {
     EXPECT_EQ(child.errors(), "[Velkaris] window: no display found; drawing headless, 1280x480\n");
 }
 
-TEST(WindowProcess, FallsBackToHeadlessWhenTheServerOfTheEnvironmentIsGone) {
+TEST(WindowProcess, FallsBackToHeadlessWhenTheServersOfTheEnvironmentAreGone) {
     if (hasGraphicsCard())
         GTEST_SKIP() << "this machine has a graphics card, which would be drawn on";
-    ChildProcess child({kProgram}, {"VELKARIS_WINDOW=", "DISPLAY=:65000", "WAYLAND_DISPLAY="});
+    ChildProcess child({kProgram}, {"VELKARIS_WINDOW=", "DISPLAY=:65000", "WAYLAND_DISPLAY=gone",
+                                    "XDG_RUNTIME_DIR=/nonexistent"});
     EXPECT_EQ(child.readLine(), "screen 1280x480, drawing 1280x480");
+    EXPECT_EQ(child.errors(),
+              "[Velkaris] window: wayland: can't connect to the compositor \"gone\": No such file "
+              "or directory\n"
+              "[Velkaris] window: x11: can't connect to the X server \":65000\"\n"
+              "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+}
+
+TEST(WindowProcess, FallsBackToHeadlessAtTheSizeForWindows) {
+    if (hasGraphicsCard())
+        GTEST_SKIP() << "this machine has a graphics card, which would be drawn on";
+    ChildProcess child({kProgram},
+                       {"VELKARIS_WINDOW=auto:321x123", "DISPLAY=", "WAYLAND_DISPLAY="});
+    EXPECT_EQ(child.readLine(), "screen 321x123, drawing 321x123");
+    EXPECT_EQ(child.errors(), "[Velkaris] window: no display found; drawing headless, 321x123\n");
 }
 
 TEST(WindowProcess, SaysNothingOfAHeadlessWindowThatWasAskedFor) {
@@ -90,6 +105,7 @@ TEST(WindowProcess, RefusesWrongSettingsWithOneLine) {
     const struct {
         std::string setting, reason;
     } cases[] = {
+        {"auto:10", "auto:10 is no size"},
         {"mirror", "no window backend \"mirror\""},
         {"mirror:1x1", "no window backend \"mirror\""},
         {":8x8", "no window backend \"\""},

@@ -20,6 +20,8 @@ const WindowBackend* const kBackends[] = {
     &kHeadlessBackend,
 };
 
+const char* const kAutomatic = "auto";
+
 const WindowBackend* firstPresent() {
     for (const WindowBackend* backend : kBackends) {
         if (backend->isPresent())
@@ -29,31 +31,50 @@ const WindowBackend* firstPresent() {
 }
 
 const WindowBackend* findBackend(const std::string& name) {
-    std::string known;
+    std::string known = kAutomatic;
     for (const WindowBackend* backend : kBackends) {
         if (name == backend->name)
             return backend;
-        known += std::string(known.empty() ? "" : ", ") + backend->name;
+        known += std::string(", ") + backend->name;
     }
     windowError("VELKARIS_WINDOW: no window backend \"%s\"; there are: %s", name.c_str(),
                 known.c_str());
     return nullptr;
 }
 
-std::optional<OpenedBackend> open() {
-    const LayerSettings settings = readLayerSettings();
-    // An argument alone is a mistake: what it means depends on the backend.
-    const bool automatic = settings.windowBackend.empty() && settings.windowArgument.empty();
-    const WindowBackend* backend = automatic ? firstPresent() : findBackend(settings.windowBackend);
+std::optional<OpenedBackend> openNamed(const WindowBackend* backend, const std::string& argument) {
     if (!backend)
         return std::nullopt;
-    const std::optional<NativeDisplay> native = backend->open(settings.windowArgument);
+    const std::optional<NativeDisplay> native = backend->open(argument);
     if (!native)
         return std::nullopt;
-    if (automatic && backend == &kHeadlessBackend)
-        windowError("no display found; drawing headless, %dx%d", native->size.width,
-                    native->size.height);
     return OpenedBackend{backend, *native};
+}
+
+// `size` is for windows, on a desktop or in memory; a display without a desktop is filled.
+std::optional<OpenedBackend> openAutomatic(const std::string& size) {
+    if (!size.empty() && !parseSize(size)) {
+        windowError("VELKARIS_WINDOW: auto:%s is no size; write auto or auto:WIDTHxHEIGHT",
+                    size.c_str());
+        return std::nullopt;
+    }
+    const WindowBackend* const backend = firstPresent();
+    const std::optional<OpenedBackend> opened =
+        openNamed(backend, backend == &kKmsBackend ? "" : size);
+    if (opened && backend == &kHeadlessBackend)
+        windowError("no display found; drawing headless, %dx%d", opened->native.size.width,
+                    opened->native.size.height);
+    return opened;
+}
+
+std::optional<OpenedBackend> open() {
+    const LayerSettings settings = readLayerSettings();
+    const std::string& name = settings.windowBackend;
+    const std::string& argument = settings.windowArgument;
+    // An argument alone is a mistake: what it means depends on the backend.
+    if (name == kAutomatic || (name.empty() && argument.empty()))
+        return openAutomatic(argument);
+    return openNamed(findBackend(name), argument);
 }
 
 }  // namespace

@@ -39,7 +39,8 @@ struct WindowBackend {
     // service as one that can do windows.
     EGLint surfaceBit;
 
-    // Whether the automatic choice may take it on this machine. Prints nothing.
+    // Whether the automatic choice may take it on this machine. Silent unless the environment names
+    // a display server and that one can't be had.
     bool (*isPresent)();
 
     // Connects to the display; `argument` is what the setting says behind the colon. Prints the

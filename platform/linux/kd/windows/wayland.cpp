@@ -54,11 +54,25 @@ struct WaitingFrame {
 std::optional<WaitingFrame> waitingFrame;
 bool swapsWithoutWaiting = false;
 
+// Prints the failure.
+bool findCompositor() {
+    if (globals)
+        return true;
+    wl_display* const connection = waylandConnect();
+    if (!connection) {
+        windowError("wayland: can't connect to the compositor \"%s\": %s", waylandName().c_str(),
+                    std::strerror(errno));
+        return false;
+    }
+    globals = waylandFindGlobals(connection);
+    return globals != nullptr;
+}
+
 bool isPresent() {
     for (const char* variable : {"WAYLAND_DISPLAY", "WAYLAND_SOCKET"}) {
         const char* value = std::getenv(variable);
         if (value && *value)
-            return waylandConnect() != nullptr;
+            return findCompositor();
     }
     return false;
 }
@@ -79,18 +93,11 @@ std::optional<NativeDisplay> open(const std::string& argument) {
                     argument.c_str());
         return std::nullopt;
     }
-    wl_display* const connection = waylandConnect();
-    if (!connection) {
-        windowError("wayland: can't connect to the compositor \"%s\": %s", waylandName().c_str(),
-                    std::strerror(errno));
-        return std::nullopt;
-    }
-    globals = waylandFindGlobals(connection);
-    if (!globals)
+    if (!findCompositor())
         return std::nullopt;
     isFullScreen = !size;
     displaySize = size ? *size : sizeOfDisplay();
-    return NativeDisplay{EGL_PLATFORM_WAYLAND_KHR, connection, displaySize};
+    return NativeDisplay{EGL_PLATFORM_WAYLAND_KHR, waylandConnect(), displaySize};
 }
 
 // A window of a fixed size has one unit a pixel, whatever the display has.

@@ -19,7 +19,7 @@ constexpr std::chrono::seconds kPatience{10};
 wl_display* connection = nullptr;
 
 // What the library has to say, which is why the compositor ended the connection, if it did. Printed
-// by whoever notices, and nothing else: the automatic choice is silent.
+// by whoever notices.
 char lastComplaint[256] = "";
 
 [[gnu::format(printf, 1, 0)]] void keepComplaint(const char* format, va_list arguments) {

@@ -38,7 +38,16 @@ int endOnLostConnection(Display*) {
     std::exit(EXIT_FAILURE);
 }
 
+[[noreturn]] void endWithoutWindow() {
+    windowError("x11: the window was destroyed from outside");
+    std::exit(EXIT_FAILURE);
+}
+
 int endOnServerError(Display* display, XErrorEvent* error) {
+    // What was sent after that comes back, and is seen before the event that tells of it.
+    if (window != 0 && error->resourceid == window &&
+        (error->error_code == BadWindow || error->error_code == BadDrawable))
+        endWithoutWindow();
     char text[128];
     XGetErrorText(display, error->error_code, text, sizeof text);
     windowError("x11: the X server refused request %d.%d: %s", error->request_code,
@@ -49,6 +58,8 @@ int endOnServerError(Display* display, XErrorEvent* error) {
 bool connect() {
     if (!connection)
         connection = XOpenDisplay(nullptr);
+    if (!connection)
+        windowError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));
     return connection != nullptr;
 }
 
@@ -64,10 +75,8 @@ std::optional<NativeDisplay> open(const std::string& argument) {
                     argument.c_str());
         return std::nullopt;
     }
-    if (!connect()) {
-        windowError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));
+    if (!connect())
         return std::nullopt;
-    }
     XSetIOErrorHandler(endOnLostConnection);
     XSetErrorHandler(endOnServerError);
     const int screen = DefaultScreen(connection);
@@ -90,9 +99,7 @@ void handle(const XEvent& event) {
                 static_cast<Atom>(event.xclient.data.l[0]) == deleteWindow)
                 std::exit(EXIT_SUCCESS);
             break;
-        case DestroyNotify:
-            windowError("x11: the window was destroyed from outside");
-            std::exit(EXIT_FAILURE);
+        case DestroyNotify: endWithoutWindow();
         default:
             if (frames)
                 frames->handle(event);

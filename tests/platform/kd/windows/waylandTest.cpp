@@ -326,7 +326,19 @@ TEST_F(WaylandWindow, SaysThatThereIsNoCompositor) {
 TEST_F(WaylandWindow, IsNotChosenWhereTheCompositorIsGone) {
     launch("");
     EXPECT_EQ(child->readLine(), "screen 1280x480, drawing 1280x480");
-    EXPECT_EQ(child->errors(), "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+    EXPECT_EQ(child->errors(),
+              "[Velkaris] window: wayland: can't connect to the compositor \"wayland-test\": "
+              "No such file or directory\n"
+              "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+}
+
+TEST_F(WaylandWindow, IsNotChosenWhereTheCompositorOffersNoWindows) {
+    offer({"640", "400", "1", "0", "noshell"}, "configure 0 0");
+    launch("auto:321x123");
+    EXPECT_EQ(child->readLine(), "screen 321x123, drawing 321x123");
+    EXPECT_EQ(child->errors(),
+              "[Velkaris] window: wayland: the compositor does not offer xdg_wm_base\n"
+              "[Velkaris] window: no display found; drawing headless, 321x123\n");
 }
 
 TEST_F(WaylandWindow, RefusesWhatIsNoSize) {

@@ -68,6 +68,12 @@ TEST_F(X11Window, IsChosenWhereThereIsAServer) {
     EXPECT_EQ(child->errors(), "");
 }
 
+TEST_F(X11Window, HasTheSizeForWindowsWhenItIsChosen) {
+    start("auto:321x123", "321x123");
+    EXPECT_NE(server->onlyWindow(), 0u);
+    EXPECT_EQ(child->errors(), "");
+}
+
 TEST_F(X11Window, TakesTheSizeThatIsAskedFor) {
     start("x11:321x123", "321x123");
     draw();
