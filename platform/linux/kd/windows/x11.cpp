@@ -5,6 +5,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <poll.h>
+#include <signal.h>
 
 #include <cerrno>
 #include <chrono>
@@ -77,6 +78,8 @@ std::optional<NativeDisplay> open(const std::string& argument) {
     }
     if (!connect())
         return std::nullopt;
+    // Writing to a lost connection would end the process without a word.
+    signal(SIGPIPE, SIG_IGN);
     XSetIOErrorHandler(endOnLostConnection);
     XSetErrorHandler(endOnServerError);
     const int screen = DefaultScreen(connection);
