@@ -48,22 +48,25 @@ void setUpArea(uint32_t width, uint8_t advanceSeed) {
         fontAtlas.glyphs[code].advance = (code * advanceSeed + advanceSeed) % 37;
 }
 
-void emptyModel() {
-    while (consoleList) {
-        ConsoleNode* node = consoleList;
-        consoleList = node->next;
+void emptyList(ConsoleNode** list) {
+    while (ConsoleNode* const node = *list) {
+        *list = node->next;
         free(node->entry->name);
         free(node->entry->text);
         free(node->entry);
         free(node);
     }
+}
+
+void emptyModel() {
+    emptyList(&consoleList);
     free(consoleStatus.statusText);
     consoleStatus = {};
 }
 
-std::vector<std::string> modelTexts() {
+std::vector<std::string> listTexts(const ConsoleNode* list) {
     std::vector<std::string> texts;
-    for (const ConsoleNode* node = consoleList; node; node = node->next)
+    for (const ConsoleNode* node = list; node; node = node->next)
         texts.push_back(node->entry->text);
     return texts;
 }

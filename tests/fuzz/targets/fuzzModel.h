@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+struct ConsoleNode;
+
 // Hands out an input piece by piece; past its end come zeroes.
 class InputReader {
 public:
@@ -29,7 +31,10 @@ void setUpArea(uint32_t width, uint8_t advanceSeed);
 void emptyModel();
 
 // Texts of the entries, in order of arrival.
-std::vector<std::string> modelTexts();
+std::vector<std::string> listTexts(const ConsoleNode* list);
+
+// Gives back the entries and the list itself.
+void emptyList(ConsoleNode** list);
 
 // Stops the run as a fault: a property does not hold.
 void require(bool holds, const char* property);

@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "console/consoleModel.h"
 #include "fuzzModel.h"
 #include "text/fontAtlas.h"
 #include "text/textDraw.h"
@@ -49,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     std::string writable = text;
     appendTextLines(&consoleList, writable.data());
-    checkRows(modelTexts(), text, width);
+    checkRows(listTexts(consoleList), text, width);
     emptyModel();
     return 0;
 }
