@@ -14,6 +14,7 @@ import pathlib
 import platform
 import re
 import sys
+import time
 import unittest
 
 from debianPackages import Unavailable, requireProgram
@@ -52,6 +53,13 @@ class BootedConsole(unittest.TestCase):
         cls.machine = Machine(cls.image, cls.cache / "run", DISPLAY_SIZES)
         cls.addClassCleanup(cls.machine.close)
         cls.machine.run("modprobe fuse")
+
+    def setUp(self):
+        self.addCleanup(self.printTime, time.monotonic())
+
+    @staticmethod
+    def printTime(start):
+        print(f"{time.monotonic() - start:.1f} s", flush=True)
 
     def start(self, name, window, **where):
         console = GuestConsole(self.machine, name, window, **where)

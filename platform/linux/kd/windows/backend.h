@@ -15,6 +15,9 @@ struct DisplaySize {
     int32_t width;  // pixels
     int32_t height;
 };
+inline bool isSameSize(const DisplaySize& left, const DisplaySize& right) {
+    return left.width == right.width && left.height == right.height;
+}
 
 // What eglGetPlatformDisplay needs to know of an opened backend, and the size of its display.
 struct NativeDisplay {

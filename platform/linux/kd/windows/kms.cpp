@@ -62,12 +62,21 @@ void openDrawingCard(const std::shared_ptr<KmsCard>& card) {
 }
 
 std::optional<NativeDisplay> open(const std::string& argument) {
-    if (!startDisplaySearch(argument))
+    const std::optional<KmsWish> wish = parseKmsWish(argument);
+    if (!wish) {
+        windowError(
+            "VELKARIS_WINDOW: kms:%s is no card and no size; write kms, kms:/dev/dri/cardN, "
+            "kms:WIDTHxHEIGHT or kms:/dev/dri/cardN:WIDTHxHEIGHT",
+            argument.c_str());
         return std::nullopt;
-    NativeDisplay native = openOffScreenWithoutGpu(kHeadlessSize);
+    }
+    if (!startDisplaySearch(wish->card, wish->size))
+        return std::nullopt;
+    NativeDisplay native = openOffScreenWithoutGpu(wish->size.value_or(kHeadlessSize));
     if (const KmsDisplay* const display = currentDisplay()) {
-        native.size = display->output().size();
-        openDrawingCard(display->card());
+        native.size = wish->size.value_or(display->output().size());
+        if (isSameSize(native.size, display->output().size()))
+            openDrawingCard(display->card());
     } else {
         windowError("kms: no display is connected; drawing off screen, %dx%d, until one appears",
                     native.size.width, native.size.height);
@@ -125,8 +134,7 @@ EGLBoolean presentCopy(EGLDisplay eglDisplay, EGLSurface surface, KmsDisplay* di
 bool takesDrawnBuffers(const KmsDisplay* display) {
     if (!display || !drawing().isShownDirectly || display->card() != drawing().card)
         return false;
-    const DisplaySize size = display->output().size();
-    return size.width == drawing().size.width && size.height == drawing().size.height;
+    return isSameSize(display->output().size(), drawing().size);
 }
 
 EGLBoolean presentBuffer(EGLDisplay eglDisplay, EGLSurface surface, KmsDisplay* display) {
@@ -152,6 +160,22 @@ EGLBoolean present(EGLDisplay eglDisplay, EGLSurface surface) {
 }
 
 }  // namespace
+
+std::optional<KmsWish> parseKmsWish(const std::string& argument) {
+    if (argument.empty())
+        return KmsWish{};
+    if (const auto size = parseSize(argument))
+        return KmsWish{"", size};
+    if (argument.find('/') == std::string::npos)
+        return std::nullopt;
+    // A card's name by its place in the machine has colons as well.
+    const size_t lastColon = argument.rfind(':');
+    if (lastColon != std::string::npos) {
+        if (const auto size = parseSize(argument.substr(lastColon + 1)))
+            return KmsWish{argument.substr(0, lastColon), size};
+    }
+    return KmsWish{argument, std::nullopt};
+}
 
 const WindowBackend kKmsBackend = {
     "kms", EGL_PBUFFER_BIT, isPresent, open, realize, createSurface, listen, present,

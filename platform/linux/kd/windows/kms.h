@@ -4,4 +4,12 @@
 
 #include "kd/windows/backend.h"
 
+// What stands behind the colon of the kms backend: a card, a size, or both with a colon between
+// them. Nothing if it is none of these.
+struct KmsWish {
+    std::string card;  // a path with a slash; empty: any
+    std::optional<DisplaySize> size;
+};
+std::optional<KmsWish> parseKmsWish(const std::string& argument);
+
 extern const WindowBackend kKmsBackend;

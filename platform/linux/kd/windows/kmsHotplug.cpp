@@ -165,10 +165,10 @@ void sayWhatIsShown(const KmsDisplay& display) {
 
 }  // namespace
 
-bool startDisplaySearch(const std::string& path) {
+bool startDisplaySearch(const std::string& path, const std::optional<DisplaySize>& wanted) {
     hotplug() = {};
     hotplug().path = path;
-    const std::string trouble = findDisplay(std::nullopt);
+    const std::string trouble = findDisplay(wanted);
     sayOnce(trouble);
     return trouble.empty();
 }

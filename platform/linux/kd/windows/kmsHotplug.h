@@ -9,9 +9,10 @@
 #include "kd/windows/backend.h"
 #include "kd/windows/kmsDisplay.h"
 
-// Looks for a display for the first time, on the card of that path or, if it is empty, on any.
-// False after printing why none may be had; that there is none at all is no failure.
-bool startDisplaySearch(const std::string& path);
+// Looks for a display for the first time, on the card of that path or, if it is empty, on any, and
+// for a console of that size, if one is wanted. False after printing why none may be had; that
+// there is none at all is no failure.
+bool startDisplaySearch(const std::string& path, const std::optional<DisplaySize>& wanted);
 
 // Takes in what has changed since, for a console of that size. Prints what there is to know.
 void followDisplay(const DisplaySize& consoleSize);

@@ -126,16 +126,12 @@ void keepInside(const DisplaySize& limit) {
     xdg_surface_set_window_geometry(shellSurface, 0, 0, width, height);
 }
 
-bool differs(const DisplaySize& one, const DisplaySize& other) {
-    return one.width != other.width || one.height != other.height;
-}
-
 // The console keeps the size that it was started with. A maximized window has no such choice, and
 // one that acknowledges a size and has another one is ended; without its word nothing happens.
 void acknowledge(void*, xdg_surface*, uint32_t serial) {
     const bool isSettled = windowSize.width > 0;
     const bool mustFit = wanted.isMaximized && !wanted.isFullScreen;
-    if (isSettled && mustFit && differs(wanted.size, windowSize))
+    if (isSettled && mustFit && !isSameSize(wanted.size, windowSize))
         return;
     xdg_surface_ack_configure(shellSurface, serial);
     if (isSettled)

@@ -162,11 +162,12 @@ protected:
     KmsSearch() { machine = {}; }
     ~KmsSearch() override {
         machine.cards.clear();
-        startDisplaySearch("");  // lets go of what this test has left
+        startDisplaySearch("", std::nullopt);  // lets go of what this test has left
     }
 
-    bool start(const std::string& path = "") {
-        const bool started = startDisplaySearch(path);
+    bool start(const std::string& path = "",
+               const std::optional<DisplaySize>& wanted = std::nullopt) {
+        const bool started = startDisplaySearch(path, wanted);
         drawFrame();
         return started;
     }
@@ -231,7 +232,7 @@ TEST_F(KmsSearch, FailsWithOneLine) {
         machine.cards["card0"].openError = each.error;
         machine.cards["card0"].isTaken = each.isTaken;
         machine.cards["card0"].connected = 1;
-        EXPECT_FALSE(startDisplaySearch(each.path));
+        EXPECT_FALSE(startDisplaySearch(each.path, std::nullopt));
         EXPECT_THAT(machine.said, ElementsAre(each.line));
     }
 }
@@ -260,6 +261,13 @@ TEST_F(KmsSearch, WantsTheSizeOfTheConsoleOnceThatIsSettled) {
     tick();
     ASSERT_TRUE(machine.wanted);
     EXPECT_EQ(machine.wanted->width, kConsoleSize.width);
+}
+
+TEST_F(KmsSearch, WantsTheSizeThatIsAskedForFromTheStart) {
+    machine.cards["card0"];
+    start("", DisplaySize{640, 240});
+    ASSERT_TRUE(machine.wanted);
+    EXPECT_EQ(machine.wanted->height, 240);
 }
 
 TEST_F(KmsSearch, SaysATroubleOnceAndTriesOn) {

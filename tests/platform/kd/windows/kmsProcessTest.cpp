@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "kd/windows/kms.h"
 #include "platform/support/childProcess.h"
 
 namespace {
@@ -27,6 +28,44 @@ TEST(KmsProcess, NamesADeviceThatIsNoCard) {
     EXPECT_THAT(
         saidBy("kms:/dev/null"),
         HasSubstr("[Velkaris] window: kms: /dev/null is no graphics card that drives displays\n"));
+}
+
+TEST(KmsProcess, RefusesWhatIsNoCardAndNoSize) {
+    for (const std::string wish : {"1280", "card0", "card0:8x8", ":8x8", "8x8:"}) {
+        EXPECT_EQ(saidBy("kms:" + wish),
+                  "[Velkaris] window: VELKARIS_WINDOW: kms:" + wish +
+                      " is no card and no size; write kms, kms:/dev/dri/cardN, kms:WIDTHxHEIGHT or "
+                      "kms:/dev/dri/cardN:WIDTHxHEIGHT\n");
+    }
+}
+
+TEST(KmsWish, IsACardOrASizeOrBoth) {
+    const std::string byPlace = "/dev/dri/by-path/pci-0000:00:02.0-card";
+    const struct {
+        std::string argument, card;
+        DisplaySize size;
+    } cases[] = {
+        {"", "", {0, 0}},
+        {"800x480", "", {800, 480}},
+        {"/dev/dri/card1", "/dev/dri/card1", {0, 0}},
+        {"/dev/dri/card1:800x480", "/dev/dri/card1", {800, 480}},
+        {"/dev/dri/card1:800", "/dev/dri/card1:800", {0, 0}},
+        {byPlace, byPlace, {0, 0}},
+        {byPlace + ":800x480", byPlace, {800, 480}},
+    };
+    for (const auto& each : cases) {
+        const std::optional<KmsWish> wish = parseKmsWish(each.argument);
+        ASSERT_TRUE(wish) << each.argument;
+        EXPECT_EQ(wish->card, each.card);
+        EXPECT_TRUE(isSameSize(wish->size.value_or(DisplaySize{0, 0}), each.size)) << each.argument;
+    }
+}
+
+TEST(KmsProcess, GoesOnWithoutAnyCardAtTheSizeThatIsAskedFor) {
+    if (std::filesystem::exists("/dev/dri"))
+        GTEST_SKIP() << "this machine has a graphics card";
+    ChildProcess child({kProgram}, {"VELKARIS_WINDOW=kms:321x123"});
+    EXPECT_EQ(child.readLine(), "screen 321x123, drawing 321x123");
 }
 
 TEST(KmsProcess, GoesOnWithoutAnyCard) {
