@@ -1,7 +1,6 @@
 #include "cli/childCommand.h"
 
 #include <fcntl.h>
-#include <spawn.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -9,9 +8,8 @@
 
 #include <array>
 #include <cerrno>
-#include <memory>
 
-extern char** environ;
+#include "lib/signalsBlocked.h"
 
 // What the command gets as its standard streams.
 struct ChildCommand::Plan {
@@ -35,7 +33,6 @@ int makePipe(Pipe& result) {
         return errno;
     result.read.reset(ends[0]);
     result.write.reset(ends[1]);
-    fcntl(result.read.get(), F_SETFL, O_NONBLOCK);
     return 0;
 }
 
@@ -46,57 +43,11 @@ bool sameFile(int first, int second) {
            one.st_ino == two.st_ino;
 }
 
-// In the background keys belong to somebody else, and touching the terminal would stop us.
-bool inForeground() {
-    return tcgetpgrp(STDIN_FILENO) == getpgrp();
-}
-
-// The command's terminal is ours once more, except that only one of the two may put carriage
-// returns before newlines: ours does unless it is raw.
-void copyTerminalSettings(int terminal, bool oursIsRaw) {
+void copyTerminalSettings(int terminal) {
     termios settings;
-    if (tcgetattr(STDOUT_FILENO, &settings) != 0)
-        return;
-    if (!oursIsRaw)
-        settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-    tcsetattr(terminal, TCSANOW, &settings);
+    if (tcgetattr(STDOUT_FILENO, &settings) == 0)
+        tcsetattr(terminal, TCSANOW, &settings);
 }
-
-class SpawnActions {
-public:
-    SpawnActions() { posix_spawn_file_actions_init(&actions_); }
-    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-
-    void useTerminal(int stream, const std::string& name) {
-        posix_spawn_file_actions_addopen(&actions_, stream, name.c_str(), O_RDWR, 0);
-    }
-    void use(int stream, int fd) { posix_spawn_file_actions_adddup2(&actions_, fd, stream); }
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_;
-};
-
-class SpawnAttributes {
-public:
-    SpawnAttributes(const sigset_t& signalMask, bool newSession) {
-        posix_spawnattr_init(&attributes_);
-        posix_spawnattr_setsigmask(&attributes_, &signalMask);
-        posix_spawnattr_setflags(
-            &attributes_,
-            static_cast<short>(POSIX_SPAWN_SETSIGMASK | (newSession ? POSIX_SPAWN_SETSID : 0)));
-    }
-    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-
-    const posix_spawnattr_t* get() const { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_;
-};
 
 std::vector<char*> argumentPointers(const std::vector<std::string>& arguments) {
     std::vector<char*> result;
@@ -106,10 +57,96 @@ std::vector<char*> argumentPointers(const std::vector<std::string>& arguments) {
     return result;
 }
 
+int readReport(int fd, int& value) {
+    ssize_t got;
+    do
+        got = read(fd, &value, sizeof value);
+    while (got < 0 && errno == EINTR);
+    return static_cast<int>(got);
+}
+
+void report(int fd, int value) {
+    while (write(fd, &value, sizeof value) < 0 && errno == EINTR)
+        continue;
+}
+
+// All that happens between fork() and exec(): we have threads, so nothing here may allocate.
+struct Launch {
+    char* const* arguments;
+    const char* terminalName;    // null: none
+    std::array<int, 3> streams;  // what becomes the standard streams, -1: as they are
+    std::array<bool, 3> terminal;
+    const InheritedSignals& signals;
+    const std::vector<OutputStream>& ours;
+    int failures;  // closed by a successful exec(), else gets the error number
+    int reports;   // of the session's leader
+
+    [[noreturn]] void execute() const;
+    [[noreturn]] void fail() const;
+    [[noreturn]] void leadSession() const;
+};
+
+void Launch::fail() const {
+    report(failures, errno);
+    _exit(EXIT_FAILURE);
+}
+
+void Launch::execute() const {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        const int source = streams[static_cast<size_t>(stream)];
+        if (source >= 0 && dup2(source, stream) < 0)
+            fail();
+    }
+    sigaction(SIGCHLD, &signals.ofChildren, nullptr);
+    sigprocmask(SIG_SETMASK, &signals.mask, nullptr);
+    execvp(arguments[0], arguments);
+    fail();
+}
+
+// A process that leads the command's session and is the command's parent. Without one nothing could
+// stop the command: the system leaves a process group alone that nobody could continue.
+void Launch::leadSession() const {
+    setsid();
+    const int terminalFd = open(terminalName, O_RDWR | O_CLOEXEC);
+    if (terminalFd < 0)
+        fail();
+    const pid_t command = fork();
+    if (command < 0)
+        fail();
+    if (command == 0) {
+        setpgid(0, 0);
+        tcsetpgrp(terminalFd, getpid());  // allowed, for the signal that forbids it is blocked
+        Launch onTerminal = *this;
+        for (size_t stream = 0; stream < terminal.size(); ++stream) {
+            if (terminal[stream])
+                onTerminal.streams[stream] = terminalFd;
+        }
+        onTerminal.execute();
+    }
+    // What stays open here would keep its other end from ever noticing that we are gone. But the
+    // terminal stays: it would come to its end, and be hung up, before the report of the command's.
+    close(failures);
+    for (const OutputStream& stream : ours)
+        close(stream.source.get());
+    sigprocmask(SIG_SETMASK, &signals.mask, nullptr);
+    report(reports, command);
+    for (int status = 0; waitpid(command, &status, WUNTRACED) == command;) {
+        report(reports, status);
+        if (!WIFSTOPPED(status))
+            break;
+    }
+    _exit(EXIT_SUCCESS);
+}
+
 }  // namespace
 
+void ChildCommand::addStream(OwnedFd source, int target) {
+    fcntl(source.get(), F_SETFL, O_NONBLOCK);
+    streams_.push_back({std::move(source), target});
+}
+
 int ChildCommand::prepareTerminal(Plan& plan) {
-    OwnedFd terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
+    OwnedFd terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     std::array<char, 64> name;
     if (!terminal || grantpt(terminal.get()) != 0 || unlockpt(terminal.get()) != 0)
         return errno;
@@ -117,13 +154,12 @@ int ChildCommand::prepareTerminal(Plan& plan) {
         return error;
     plan.terminalName = name.data();
     plan.terminal = {isatty(STDIN_FILENO) == 1, true, isatty(STDERR_FILENO) == 1};
-    const bool keysAreOurs = plan.terminal[STDIN_FILENO] && inForeground();
-    copyTerminalSettings(terminal.get(), keysAreOurs);
+    copyTerminalSettings(terminal.get());
 
     ownTerminal_ = true;
     terminal_ = terminal.get();
-    keyboard_ = keysAreOurs ? terminal_ : -1;
-    streams_.push_back({std::move(terminal), STDOUT_FILENO});
+    keyboard_ = plan.terminal[STDIN_FILENO] ? terminal_ : -1;
+    addStream(std::move(terminal), STDOUT_FILENO);
     copyTerminalSize();
     return 0;
 }
@@ -137,7 +173,7 @@ int ChildCommand::preparePipes(Plan& plan) {
             return error;
         plan.output = output.write.get();
         plan.errors = plan.output;
-        streams_.push_back({std::move(output.read), STDOUT_FILENO});
+        addStream(std::move(output.read), STDOUT_FILENO);
         plan.pipes.push_back(std::move(output.write));
     }
     if (ownTerminal_ ? plan.terminal[STDERR_FILENO] : sameFile(STDOUT_FILENO, STDERR_FILENO))
@@ -145,32 +181,66 @@ int ChildCommand::preparePipes(Plan& plan) {
     if (const int error = makePipe(errors))
         return error;
     plan.errors = errors.write.get();
-    streams_.push_back({std::move(errors.read), STDERR_FILENO});
+    addStream(std::move(errors.read), STDERR_FILENO);
     plan.pipes.push_back(std::move(errors.write));
     return 0;
 }
 
-int ChildCommand::start(const std::vector<std::string>& arguments, const sigset_t& signalMask) {
+// Returns 0 or the error number of the command's start. A session's leader names the command.
+int ChildCommand::awaitExecution(int failures, OwnedFd reports) {
+    int error = 0;
+    if (readReport(failures, error) > 0) {
+        waitpid(pid_, nullptr, 0);
+        return error;
+    }
+    if (ownTerminal_) {
+        readReport(reports.get(), pid_);
+        fcntl(reports.get(), F_SETFL, O_NONBLOCK);
+        reports_ = std::move(reports);
+    }
+    return 0;
+}
+
+int ChildCommand::start(const std::vector<std::string>& arguments,
+                        const InheritedSignals& signals) {
     Plan plan{};
     if (isatty(STDOUT_FILENO)) {
         if (const int error = prepareTerminal(plan))
             return error;
     }
-    if (const int error = preparePipes(plan))
-        return error;
-
-    SpawnActions actions;
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (plan.terminal[static_cast<size_t>(stream)])
-            actions.useTerminal(stream, plan.terminalName);
+    Pipe failures;
+    Pipe reports;
+    for (const int error : {preparePipes(plan), makePipe(failures), makePipe(reports)}) {
+        if (error != 0)
+            return error;
     }
-    if (plan.output >= 0)
-        actions.use(STDOUT_FILENO, plan.output);
-    if (plan.errors >= 0)
-        actions.use(STDERR_FILENO, plan.errors);
-    const SpawnAttributes attributes(signalMask, ownTerminal_);
-    return posix_spawnp(&pid_, arguments[0].c_str(), actions.get(), attributes.get(),
-                        argumentPointers(arguments).data(), environ);
+    const std::vector<char*> pointers = argumentPointers(arguments);
+    const Launch launch = {pointers.data(),
+                           plan.terminalName.c_str(),
+                           {-1, plan.output, plan.errors},
+                           plan.terminal,
+                           signals,
+                           streams_,
+                           failures.write.get(),
+                           reports.write.get()};
+    {
+        const SignalsBlocked blocked;
+        pid_ = fork();
+        if (pid_ == 0)
+            ownTerminal_ ? launch.leadSession() : launch.execute();
+    }
+    if (pid_ < 0)
+        return errno;
+    plan.pipes.clear();
+    failures.write.reset();
+    reports.write.reset();
+    return awaitExecution(failures.read.get(), std::move(reports.read));
+}
+
+void ChildCommand::close(OutputStream& stream) {
+    if (stream.source.get() == terminal_)
+        terminal_ = keyboard_ = -1;
+    stream.source.reset();
 }
 
 void ChildCommand::passOn(const signalfd_siginfo& signal) const {
@@ -187,23 +257,47 @@ void ChildCommand::copyTerminalSize() const {
         ioctl(terminal_, TIOCSWINSZ, &size);
 }
 
-std::optional<int> ChildCommand::pollEnd() {
-    int status;
-    if (waitpid(pid_, &status, WNOHANG) != pid_)
-        return std::nullopt;
-    return status;
+void ChildCommand::setOursIsRaw(bool raw) {
+    termios settings;
+    if (terminal_ < 0 || tcgetattr(terminal_, &settings) != 0)
+        return;
+    if (raw && std::exchange(processingHeldBack_, false))
+        settings.c_oflag |= OPOST;
+    else if (!raw && (settings.c_oflag & OPOST)) {
+        settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+        processingHeldBack_ = true;
+    } else {
+        return;
+    }
+    tcsetattr(terminal_, TCSANOW, &settings);
 }
 
-RawKeyboard::RawKeyboard(bool wanted) {
+std::optional<int> ChildCommand::pollState() {
+    int status;
+    if (!reports_)
+        return waitpid(pid_, &status, WNOHANG | WUNTRACED) == pid_ ? std::optional(status)
+                                                                   : std::nullopt;
+    const int got = readReport(reports_.get(), status);
+    if (got == 0)  // the session's leader was killed, which hangs up the command's terminal
+        return SIGHUP;
+    return got > 0 ? std::optional(status) : std::nullopt;
+}
+
+bool inForeground() {
+    return tcgetpgrp(STDIN_FILENO) == getpgrp();
+}
+
+void RawKeyboard::take() {
     termios settings;
-    if (!wanted || tcgetattr(STDIN_FILENO, &settings) != 0)
+    if (previous_ || tcgetattr(STDIN_FILENO, &settings) != 0)
         return;
     previous_ = settings;
     cfmakeraw(&settings);
     tcsetattr(STDIN_FILENO, TCSADRAIN, &settings);
 }
 
-RawKeyboard::~RawKeyboard() {
-    if (previous_)
+void RawKeyboard::giveBack() {
+    if (previous_ && inForeground())
         tcsetattr(STDIN_FILENO, TCSADRAIN, &*previous_);
+    previous_.reset();
 }

@@ -5,12 +5,14 @@
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <deque>
 
 #include "cli/childCommand.h"
 #include "cli/itemFeed.h"
+#include "cli/outputTarget.h"
 #include "cli/percentReader.h"
 #include "cli/terminalLines.h"
 #include "cli/verbs.h"
@@ -26,12 +28,20 @@ constexpr size_t kBufferBytes = 65536;
 // Reads after the end of the command; more than any pipe or terminal holds.
 constexpr int kMostLastReads = 512;
 
-constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGCONT};
+constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGTSTP, SIGCONT};
+
+bool endsUs(uint32_t signal) {
+    return signal == SIGHUP || signal == SIGINT || signal == SIGQUIT || signal == SIGTERM;
+}
 
 // Signals come as records to read from here on; SIGPIPE comes as a failed write.
 class Signals {
 public:
+    // A parent that ignores the ends of its children would keep us from hearing of ours.
     Signals() {
+        struct sigaction heard {};
+        heard.sa_handler = SIG_DFL;
+        sigaction(SIGCHLD, &heard, &inherited_.ofChildren);
         sigset_t taken;
         sigemptyset(&taken);
         for (const int signal : kPassedOn)
@@ -40,10 +50,10 @@ public:
         sigaddset(&taken, SIGWINCH);
         fd_.reset(signalfd(-1, &taken, SFD_CLOEXEC | SFD_NONBLOCK));
         sigaddset(&taken, SIGPIPE);
-        sigprocmask(SIG_BLOCK, &taken, &previous_);
+        sigprocmask(SIG_BLOCK, &taken, &inherited_.mask);
     }
     int fd() const { return fd_.get(); }
-    const sigset_t& previousMask() const { return previous_; }
+    const InheritedSignals& inherited() const { return inherited_; }
 
     bool next(signalfd_siginfo& signal) const {
         return read(fd_.get(), &signal, sizeof signal) == sizeof signal;
@@ -51,23 +61,24 @@ public:
 
 private:
     OwnedFd fd_;
-    sigset_t previous_;
+    InheritedSignals inherited_;
 };
 
-bool writeAll(int fd, const char* data, size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(fd, data, size);
-        if (written < 0 && errno == EAGAIN) {  // somebody shares our output and does not block
-            pollfd ready = {fd, POLLOUT, 0};
-            poll(&ready, 1, -1);
-        } else if (written < 0 && errno != EINTR) {
-            return false;
-        } else if (written > 0) {
-            data += written;
-            size -= static_cast<size_t>(written);
-        }
-    }
-    return true;
+// Lets the signal take its effect, which stops us unless there is nobody who could continue us.
+// Then and otherwise a SIGCONT is to be read afterwards.
+void stopOurselves(bool withOurGroup) {
+    kill(withOurGroup ? 0 : getpid(), SIGTSTP);
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    sigprocmask(SIG_UNBLOCK, &stop, nullptr);
+    sigprocmask(SIG_BLOCK, &stop, nullptr);
+    kill(getpid(), SIGCONT);
+}
+
+bool isJobControlStop(int waitStatus) {
+    const int signal = WIFSTOPPED(waitStatus) ? WSTOPSIG(waitStatus) : 0;
+    return signal == SIGTSTP || signal == SIGTTIN || signal == SIGTTOU;
 }
 
 // Carries bytes between the command, ourselves and the console until the command has ended.
@@ -78,17 +89,15 @@ public:
         : child_(child), signals_(signals) {
         for (OutputStream& stream : child.streams())
             tracks_.emplace_back(stream, item, percents);
-        keysOpen_ = child.keyboard() >= 0;
+        takeKeyboard();
     }
 
     // The command's wait status.
     int run() {
-        while (!status_)
+        while (!ended_)
             turn();
-        for (Track& track : tracks_) {
-            drain(track);
+        for (Track& track : tracks_)
             track.lines.end();
-        }
         return *status_;
     }
 
@@ -97,6 +106,7 @@ private:
     struct Track {
         Track(OutputStream& from, ItemFeed& item, const PercentReader& reader)
             : stream(from),
+              target(from.target),
               percents(reader),
               lines([&item](std::string line) { item.addLine(std::move(line)); },
                     [this, &item](std::string_view line) {
@@ -106,89 +116,160 @@ private:
         Track(const Track&) = delete;
 
         OutputStream& stream;
+        OutputTarget target;
+        std::string unsent;  // read and not passed through yet
+        int lastReads = kMostLastReads;
         PercentReader percents;
         TerminalLines lines;
     };
 
     void turn();
-    void drain(Track& track);
-    bool takeOutput(Track& track);
+    bool reads(const Track& track) const;
+    int patienceMs() const;
+    void takeOutput(Track& track);
+    void sendOutput(Track& track);
+    void closeSource(Track& track);
     void takeSignals();
+    void takeSignal(const signalfd_siginfo& signal);
+    void takeState();
+    void takeKeyboard();
     void takeKeys();
     void sendKeys();
 
     ChildCommand& child_;
     const Signals& signals_;
     std::deque<Track> tracks_;
+    RawKeyboard raw_;
     std::string keys_;  // on their way to the command
-    bool keysOpen_;
-    std::optional<int> status_;
+    bool keysOpen_ = false;
+    std::optional<int> status_;  // once the command has ended
+    bool ended_ = false;         // once its last output has been passed through as well
     std::array<char, kBufferBytes> buffer_;
 };
 
+// A stream is read no further than it is passed through. Whoever inherited it from the command may
+// write on for ever.
+bool Relay::reads(const Track& track) const {
+    return track.stream.source && track.unsent.empty() && (!status_ || track.lastReads > 0);
+}
+
+// How long the next thing may be in coming, -1 for ever.
+int Relay::patienceMs() const {
+    const auto waits = [](const Track& track) { return !track.unsent.empty(); };
+    if (!status_ || std::any_of(tracks_.begin(), tracks_.end(), waits))
+        return -1;
+    const auto open = [this](const Track& track) { return reads(track); };
+    return child_.hasTerminal() && std::any_of(tracks_.begin(), tracks_.end(), open)
+               ? kTerminalDrainMs
+               : 0;
+}
+
 // Waits for something to happen and handles it.
 void Relay::turn() {
-    std::vector<pollfd> waits = {{signals_.fd(), POLLIN, 0}};
-    const short keysWait = keysOpen_ && keys_.empty() ? POLLIN : 0;
-    waits.push_back({keysWait ? STDIN_FILENO : -1, keysWait, 0});
-    for (const Track& track : tracks_)
-        waits.push_back({track.stream.source ? track.stream.source.get() : -1, POLLIN, 0});
-    waits.push_back({keys_.empty() ? -1 : child_.keyboard(), POLLOUT, 0});
-    if (poll(waits.data(), waits.size(), -1) <= 0)
+    enum { kSignals, kState, kKeys, kKeyboard, kFirstTrack };
+    std::vector<pollfd> waits(kFirstTrack, pollfd{-1, 0, 0});
+    waits[kSignals] = {signals_.fd(), POLLIN, 0};
+    waits[kState] = {status_ ? -1 : child_.stateSource(), POLLIN, 0};
+    waits[kKeys] = {keysOpen_ && keys_.empty() ? STDIN_FILENO : -1, POLLIN, 0};
+    waits[kKeyboard] = {keys_.empty() ? -1 : child_.keyboard(), POLLOUT, 0};
+    for (const Track& track : tracks_) {
+        if (!track.unsent.empty())
+            waits.push_back({track.target.fd(), POLLOUT, 0});
+        else
+            waits.push_back({reads(track) ? track.stream.source.get() : -1, POLLIN, 0});
+    }
+    const int ready = poll(waits.data(), waits.size(), patienceMs());
+    ended_ = ready == 0;
+    if (ready <= 0)
         return;
 
     for (size_t i = 0; i < tracks_.size(); ++i) {
-        if (waits[2 + i].revents)
-            takeOutput(tracks_[i]);
+        if (waits[kFirstTrack + i].revents)
+            tracks_[i].unsent.empty() ? takeOutput(tracks_[i]) : sendOutput(tracks_[i]);
     }
-    if (waits[1].revents)
+    if (waits[kKeys].revents)
         takeKeys();
-    if (waits.back().revents)
+    if (waits[kKeyboard].revents)
         sendKeys();
-    if (waits[0].revents)
+    if (waits[kSignals].revents)
         takeSignals();
+    if (waits[kState].revents)
+        takeState();
 }
 
-// Reads what the command left behind. Whoever inherited its streams may write on for ever.
-void Relay::drain(Track& track) {
-    const int limitMs = child_.hasTerminal() ? kTerminalDrainMs : 0;
-    for (int reads = 0; reads < kMostLastReads; ++reads) {
-        pollfd ready = {track.stream.source.get(), POLLIN, 0};
-        if (!track.stream.source || poll(&ready, 1, limitMs) <= 0 || !takeOutput(track))
-            return;
-    }
-}
-
-// False at the end of the stream. A reader of ours that went away is passed on to the command by
-// closing its stream.
-bool Relay::takeOutput(Track& track) {
+void Relay::takeOutput(Track& track) {
+    if (status_)
+        --track.lastReads;
     const ssize_t got = read(track.stream.source.get(), buffer_.data(), buffer_.size());
     if (got < 0 && (errno == EAGAIN || errno == EINTR))
-        return true;
-    const bool passed =
-        got > 0 && writeAll(track.stream.target, buffer_.data(), static_cast<size_t>(got));
-    if (got > 0)
-        track.lines.feed({buffer_.data(), static_cast<size_t>(got)});
-    if (!passed) {
-        if (track.stream.source.get() == child_.keyboard()) {
-            keysOpen_ = false;
-            keys_.clear();
-        }
-        track.stream.source.reset();
+        return;
+    if (got <= 0)
+        return closeSource(track);
+    track.unsent.assign(buffer_.data(), static_cast<size_t>(got));
+    track.lines.feed(track.unsent);
+}
+
+// A reader of ours that went away is passed on to the command by closing its stream.
+void Relay::sendOutput(Track& track) {
+    const ssize_t sent = track.target.write(track.unsent);
+    if (sent >= 0)
+        return void(track.unsent.erase(0, static_cast<size_t>(sent)));
+    track.unsent.clear();
+    closeSource(track);
+}
+
+void Relay::closeSource(Track& track) {
+    child_.close(track.stream);
+    if (child_.keyboard() < 0) {
+        keysOpen_ = false;
+        keys_.clear();
     }
-    return passed;
 }
 
 void Relay::takeSignals() {
     signalfd_siginfo signal;
-    while (signals_.next(signal)) {
-        if (signal.ssi_signo == SIGWINCH)
-            child_.copyTerminalSize();
-        else if (signal.ssi_signo != SIGCHLD)
-            child_.passOn(signal);
-        else if (!status_)
-            status_ = child_.pollEnd();
+    while (signals_.next(signal))
+        takeSignal(signal);
+}
+
+// Without a command left, what was meant for it is meant for us.
+void Relay::takeSignal(const signalfd_siginfo& signal) {
+    if (signal.ssi_signo == SIGCONT)
+        takeKeyboard();
+    if (signal.ssi_signo == SIGWINCH)
+        child_.copyTerminalSize();
+    else if (signal.ssi_signo == SIGCHLD)
+        takeState();
+    else if (!status_)
+        child_.passOn(signal);
+    else if (endsUs(signal.ssi_signo))
+        ended_ = true;
+}
+
+// A command that was stopped stops us, for whoever started us waits for that. Where we took the
+// keys, we also do what our terminal would have done: it stops the whole group.
+void Relay::takeState() {
+    const std::optional<int> state = status_ ? std::nullopt : child_.pollState();
+    if (!state)
+        return;
+    if (!WIFSTOPPED(*state)) {
+        status_ = state;
+    } else if (isJobControlStop(*state)) {
+        const bool keysWereOurs = keysOpen_;
+        raw_.giveBack();
+        stopOurselves(keysWereOurs);
     }
+}
+
+// In the foreground keys are the command's, in the background somebody else's.
+void Relay::takeKeyboard() {
+    if (child_.keyboard() < 0)
+        return child_.setOursIsRaw(false);
+    keysOpen_ = inForeground();
+    if (keysOpen_)
+        raw_.take();
+    child_.setOursIsRaw(keysOpen_);
+    child_.copyTerminalSize();
 }
 
 void Relay::takeKeys() {
@@ -253,9 +334,8 @@ int runVerb(const Options& options, const Operands& command) {
     const Signals signals;
     ChildCommand child;
     const PercentReader percents(copyTotalOf(command));
-    if (const int error = child.start(command, signals.previousMask()))
+    if (const int error = child.start(command, signals.inherited()))
         return reportNotRun(options, command[0], error, item);
-    const RawKeyboard raw(child.keyboard() >= 0);
     const int waitStatus = Relay(child, signals, item, percents).run();
 
     if (exitStatus(waitStatus) == 0)

@@ -44,6 +44,12 @@ protected:
         for (size_t count = 1; writtenText().find(text) == std::string::npos; ++count)
             ASSERT_TRUE(node->waitFor(count));
     }
+    static std::string stateOf(const std::string& pid) {
+        std::string word;
+        std::ifstream stat("/proc/" + pid + "/stat");
+        stat >> word >> word >> word;
+        return word;
+    }
     void restart() {
         // The new one takes the path before the old one lets its clients go.
         node = std::make_unique<FakeConsole>(path);
@@ -167,10 +173,48 @@ TEST_F(StreamVerbs, RunPassesSignalsOn) {
     }
 }
 
+TEST_F(StreamVerbs, RunPassesSignalsOnWhileNobodyReadsItsOutput) {
+    Command running(line({"run", "sh", "-c",
+                          "trap 'kill $!; echo caught >&2; exit 9' TERM; cat /dev/zero & wait"}),
+                    environment);
+    running.awaitFullOutput();
+    kill(running.pid(), SIGTERM);
+    awaitText("caught\n");
+    EXPECT_EQ(running.finish().status, 9);
+}
+
+TEST_F(StreamVerbs, RunCanBeEndedWhileNobodyReadsTheLastOutput) {
+    Command running(
+        line({"run", "sh", "-c", "dd if=/dev/zero bs=4096 count=32; echo ended >&2; exit 9"}),
+        environment);
+    running.awaitFullOutput();
+    awaitText("ended\n");
+    kill(running.pid(), SIGTERM);
+    EXPECT_EQ(running.awaitEnd(), 9);
+}
+
+TEST_F(StreamVerbs, RunLeavesTheFlagsOfASharedOutputAlone) {
+    EXPECT_EQ(shell("{ \"$CTL\" run echo first; grep flags /proc/self/fdinfo/1; } | cat").output,
+              "first\nflags:\t01\n");
+}
+
 TEST_F(StreamVerbs, RunGivesItsCommandTheSignalsThatItHadItself) {
-    const Outcome outcome = run({"run", "grep", "-E", "^Sig(Blk|Ign)", "/proc/self/status"});
-    const Outcome plain = runCommand({"grep", "-E", "^Sig(Blk|Ign)", "/proc/self/status"});
-    EXPECT_EQ(outcome.output, plain.output);
+    const std::vector<std::string> ignoring = {"env", "--ignore-signal=CHLD,HUP",
+                                               "--block-signal=USR1"};
+    // The last digits: the system's own library has two signals above them to itself.
+    const std::vector<std::string> telling = {
+        "sed", "-nE", "s/^(Sig(Blk|Ign)).*[0-9a-f](.{7})$/\\1 \\3/p", "/proc/self/status"};
+    std::vector<std::string> wrapped = ignoring;
+    wrapped.insert(wrapped.end(), {VELKARISCTL, "run"});
+    wrapped.insert(wrapped.end(), telling.begin(), telling.end());
+    EXPECT_EQ(runCommand(wrapped, {}, environment).output, "SigBlk 0000200\nSigIgn 0010001\n");
+}
+
+TEST_F(StreamVerbs, RunHearsOfTheEndThoughItsParentIgnoresThose) {
+    EXPECT_EQ(runCommand({"env", "--ignore-signal=CHLD", VELKARISCTL, "run", "sh", "-c", "exit 6"},
+                         {}, environment)
+                  .status,
+              6);
 }
 
 TEST_F(StreamVerbs, RunReadsPercentsOfKnownPrograms) {
@@ -248,6 +292,29 @@ TEST_F(StreamVerbs, RunOnATerminalPassesKeysAndTheirSignalsOn) {
     const Outcome outcome = session.finish();
     EXPECT_EQ(outcome.status, 5);
     EXPECT_THAT(outcome.output, HasSubstr("line is typed\r\n"));
+}
+
+// The key that suspends, once with a terminal of the command's own and once on the caller's.
+TEST_F(StreamVerbs, RunStopsAndGoesOnWithItsCommand) {
+    for (const std::string rest : {"", " | cat"}) {
+        Command session({"script", "-qec", "bash --norc --noprofile -i", "/dev/null"}, environment);
+        const std::string pidFile = folder.file("pid");
+        session.write("\"$CTL\" run -- sh -c 'echo $$ > " + pidFile +
+                      "; echo is ready; read word; echo the word is $word'" + rest + "\n");
+        ASSERT_TRUE(session.awaitOutput("is ready\r"));
+        session.write("\x1a");
+        ASSERT_TRUE(session.awaitOutput("Stopped"));
+        std::string pid;
+        std::ifstream(pidFile) >> pid;
+        EXPECT_EQ(stateOf(pid), "T") << "the command itself";
+        session.write("fg\n");
+        while (stateOf(pid) == "T")
+            std::this_thread::yield();
+        session.write("typed\n");
+        EXPECT_TRUE(session.awaitOutput("the word is typed"));
+        session.write("exit\n");
+        session.finish();
+    }
 }
 
 TEST_F(StreamVerbs, RunInTheBackgroundOfATerminalLeavesTheKeysAlone) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -42,6 +43,10 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
         result.push_back(text.data());
     result.push_back(nullptr);
     return result;
+}
+
+int statusOf(int waitStatus) {
+    return WIFSIGNALED(waitStatus) ? 128 + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
 }
 
 bool readSome(int fd, std::string& text) {
@@ -114,6 +119,19 @@ bool Command::awaitOutput(const std::string& text) {
     return true;
 }
 
+void Command::awaitFullOutput() const {
+    const int capacity = fcntl(output_.get(), F_GETPIPE_SZ);
+    for (int unread = 0; unread < capacity; std::this_thread::yield())
+        ioctl(output_.get(), FIONREAD, &unread);
+}
+
+int Command::awaitEnd() {
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    pid_ = -1;
+    return statusOf(status);
+}
+
 Outcome Command::finish() {
     closeInput();
     while (readSome(output_.get(), outputText_))
@@ -123,8 +141,7 @@ Outcome Command::finish() {
     rusage used{};
     wait4(pid_, &status, 0, &used);
     pid_ = -1;
-    return {WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status), outputText_,
-            errorText_, used.ru_maxrss};
+    return {statusOf(status), outputText_, errorText_, used.ru_maxrss};
 }
 
 Outcome runCommand(std::vector<std::string> arguments, const std::string& input,
