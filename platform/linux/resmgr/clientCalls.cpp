@@ -10,6 +10,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
@@ -18,7 +19,10 @@ constexpr uint64_t kWriteMax = 0x7ffff000;  // more than that no system call wri
 constexpr uint64_t kPartsMax = 1024;
 
 // A thread whose request is here may still be on its way to sleep; then the file says "running".
-constexpr int kReadsWhileRunning = 1000;
+// It needs a moment, or its turn on a processor, which a busy machine is slow to give.
+constexpr int kYields = 1000;
+constexpr int kNaps = 5;
+constexpr timespec kNap = {0, 1000000};
 
 struct Syscall {
     long number = -1;
@@ -64,6 +68,8 @@ CallFacts positionedFacts(const Syscall& call) {
 }  // namespace
 
 CallFacts factsOfSyscall(const char* line, pid_t thread, ClientMemory* memory) {
+    if (strncmp(line, "running", 7) == 0)
+        return {ClientCall::running};
     Syscall call;
     if (!parse(line, &call))
         return {};
@@ -82,6 +88,18 @@ CallFacts factsOfSyscall(const char* line, pid_t thread, ClientMemory* memory) {
 }
 
 CallFacts ClientCalls::read(pid_t thread) {
+    CallFacts facts = look(thread);
+    for (int i = 0; facts.call == ClientCall::running && i < kYields + kNaps; ++i) {
+        if (i < kYields)
+            sched_yield();
+        else
+            nanosleep(&kNap, nullptr);
+        facts = look(thread);
+    }
+    return facts;
+}
+
+CallFacts ClientCalls::look(pid_t thread) {
     char line[256];
     if (thread <= 0 || !readLine(thread, line, sizeof(line)))
         return {};
@@ -89,22 +107,17 @@ CallFacts ClientCalls::read(pid_t thread) {
 }
 
 bool ClientCalls::readLine(pid_t thread, char* line, size_t size) {
-    for (int attempt = 0; attempt < kReadsWhileRunning; ++attempt) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
         OpenThread* const open = openThread(thread);
         if (!open)
             return false;
         const ssize_t length = pread(open->file.get(), line, size - 1, 0);
-        if (length <= 0) {
-            // The thread that this file was opened for is gone; its number may have a new owner.
-            threads_.erase(thread);
-            if (attempt > 0)
-                return false;
-            continue;
-        }
-        line[length] = '\0';
-        if (strncmp(line, "running", 7) != 0)
+        if (length > 0) {
+            line[length] = '\0';
             return true;
-        sched_yield();
+        }
+        // The thread that this file was opened for is gone; its number may have a new owner.
+        threads_.erase(thread);
     }
     return false;
 }

@@ -14,8 +14,12 @@
 
 class ClientCalls {
 public:
-    // Call it while the thread's request is unanswered, so that the thread cannot go on.
+    // Call it while the thread's request is unanswered, so that the thread cannot go on. Waits a
+    // moment for one that has not come to sleep yet.
     CallFacts read(pid_t thread);
+
+    // Whatever the thread does now. Does not wait.
+    CallFacts look(pid_t thread);
 
 private:
     struct OpenThread {

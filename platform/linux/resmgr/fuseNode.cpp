@@ -405,8 +405,7 @@ void FuseNode::checkPending(resmgr_context_t* ctp) {
     uint64_t expiries;
     if (::read(pendingTimer_.get(), &expiries, sizeof(expiries)) < 0 || !joiner_.pending())
         return;
-    const CallFacts now = calls_.read(joiner_.thread());
-    if (joiner_.facts().call == ClientCall::plain && now == joiner_.facts()) {
+    if (joiner_.mayGoOn(calls_.look(joiner_.thread()))) {
         pendingDelay_ = std::min(pendingDelay_ * 2, kDelayMax);
         armPendingTimer(pendingDelay_);
         return;

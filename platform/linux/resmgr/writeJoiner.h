@@ -12,6 +12,7 @@
 
 enum class ClientCall {
     unknown,     // the client's system call could not be read, or is none of those below
+    running,     // cannot be read at this moment: the client's thread does not sleep in it
     plain,       // write, writev: at the descriptor's own position
     positioned,  // pwrite and its like
 };
@@ -52,7 +53,6 @@ public:
     bool pending() const { return pending_; }
     uint64_t handle() const { return first_.handle; }
     pid_t thread() const { return first_.thread; }
-    const CallFacts& facts() const { return first_.facts; }
 
     // Whether the system call has to be read for this piece; `facts` are not filled in yet. Reading
     // it costs as much as a small write, so it is spared where the answer is as good as known: the
@@ -66,6 +66,11 @@ public:
 
     // Takes the piece in and says what it is.
     PieceRole add(const WritePiece& piece);
+
+    // What the pending write's thread is seen doing, from time to time while no piece comes:
+    // whether the write may still go on. A thread that is never seen sleeping has gone on to
+    // something else.
+    bool mayGoOn(const CallFacts& now);
 
     // The pending write is over.
     void finish();
@@ -90,7 +95,9 @@ private:
         bool oneBlock = false;  // the last one that was read had its data in one block
     };
 
-    PieceRole roleByFacts(const WritePiece& piece, uint64_t received) const;
+    bool continuesPlace(const WritePiece& piece) const;
+    void settle(const CallFacts& seen);
+    PieceRole roleByFacts(uint64_t received) const;
     PieceRole roleBySize(const WritePiece& piece, uint64_t received) const;
     bool atPosition(const WritePiece& piece) const;
 
@@ -98,5 +105,6 @@ private:
     bool pending_ = false;
     WritePiece first_;                                      // of the pending write
     uint64_t received_ = 0;                                 // bytes of the pending write
+    int timesRunning_ = 0;                                  // seen so in a row, no piece between
     std::unordered_map<uint64_t, Descriptor> descriptors_;  // by handle
 };

@@ -6,9 +6,11 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -64,8 +66,26 @@ TEST(ClientCalls, PositionedWritesAreTold) {
 
 TEST(ClientCalls, AnythingElseIsUnknown) {
     EXPECT_EQ(facts(line(SYS_sendfile, 0x5000, 10)).call, ClientCall::unknown);
-    for (const char* text : {"", "running\n", "-1 0x7ffc 0x7f00\n", "1 0x3\n", "rubbish"})
+    for (const char* text : {"", "-1 0x7ffc 0x7f00\n", "1 0x3\n", "rubbish"})
         EXPECT_EQ(facts(text).call, ClientCall::unknown);
+}
+
+TEST(ClientCalls, AThreadThatDoesNotSleepIsRunning) {
+    EXPECT_EQ(facts("running\n").call, ClientCall::running);
+    std::atomic<pid_t> thread{0};
+    std::atomic<bool> enough{false};
+    std::thread busy([&] {
+        thread = static_cast<pid_t>(syscall(SYS_gettid));
+        while (!enough) {
+        }
+    });
+    while (thread == 0)
+        std::this_thread::yield();
+    ClientCalls calls;
+    EXPECT_EQ(calls.look(thread).call, ClientCall::running);
+    EXPECT_EQ(calls.read(thread).call, ClientCall::running);
+    enough = true;
+    busy.join();
 }
 
 TEST(ClientCalls, AThreadThatDoesNotExistIsUnknown) {

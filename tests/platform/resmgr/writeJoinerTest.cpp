@@ -9,6 +9,7 @@ namespace {
 
 constexpr size_t kFull = 1000;  // the size of a full piece in these tests
 constexpr CallFacts kUnknown = {};
+constexpr CallFacts kRunning = {ClientCall::running, 0, 0, false};
 
 CallFacts plain(uint64_t total, uint64_t argument = 0x1000) {
     return {ClientCall::plain, total, argument, true};
@@ -93,6 +94,27 @@ const Case kCases[] = {
     {"UnreadableFullPieceThatWasAll",
      {{piece(0, kFull, kUnknown), PieceRole::more},
       {piece(0, 7, kUnknown, 2, 11), PieceRole::last, true}}},
+    {"APieceOfARunningThreadIsWhatThoseBeforeWere",
+     {{piece(0, kFull, plain(2500)), PieceRole::more},
+      {piece(kFull, kFull, kRunning), PieceRole::more},
+      {piece(2 * kFull, 500, plain(2500)), PieceRole::last}}},
+    {"TheLastPieceOfARunningThread",
+     {{piece(0, kFull, plain(1500)), PieceRole::more},
+      {piece(kFull, 500, kRunning), PieceRole::last}}},
+    {"TheFirstPieceOfARunningThreadIsWhatTheNextOneIs",
+     {{piece(0, kFull, kRunning), PieceRole::more},
+      {piece(kFull, kFull, plain(3 * kFull)), PieceRole::more},
+      {piece(2 * kFull, kFull, kRunning), PieceRole::last}}},
+    {"ARunningThreadThatWritesMoreThanItWouldHasBegunAnew",
+     {{piece(0, kFull, plain(1500)), PieceRole::more},
+      {piece(kFull, 600, kRunning), PieceRole::last, true}}},
+    {"ARunningThreadsFullPieceThatWasAll",
+     {{piece(0, kFull, kRunning), PieceRole::more},
+      {piece(kFull, 300, plain(300)), PieceRole::last, true}}},
+    {"PiecesOfARunningThreadGoByTheirSizes",
+     {{piece(0, kFull, kRunning), PieceRole::more},
+      {piece(kFull, 20, kRunning), PieceRole::last},
+      {piece(7, 20, kRunning), PieceRole::positioned}}},
     {"DescriptorsHaveTheirOwnPositions",
      {{piece(0, 10, kUnknown, 1), PieceRole::last},
       {piece(0, 10, kUnknown, 2), PieceRole::last},
@@ -171,6 +193,43 @@ TEST(WriteJoiner, AThreadThatIsNotVisibleGivesNoEvidence) {
     joiner.add(piece(0, kFull, kUnknown, 1, 0));
     EXPECT_TRUE(joiner.pending());
     EXPECT_FALSE(joiner.endedByRequest(0));
+}
+
+TEST(WriteJoiner, AWriteMayGoOnWhileItsThreadIsInTheSameCall) {
+    WriteJoiner joiner(kFull);
+    joiner.add(piece(0, kFull, plain(3000)));
+    EXPECT_TRUE(joiner.mayGoOn(plain(3000)));
+    EXPECT_FALSE(joiner.mayGoOn(plain(3000, 0x2000)));
+    EXPECT_FALSE(joiner.mayGoOn(kUnknown));
+}
+
+TEST(WriteJoiner, AThreadOnAProcessorMayStillBeWritingButNotForEver) {
+    WriteJoiner joiner(kFull);
+    joiner.add(piece(0, kFull, plain(3000)));
+    EXPECT_TRUE(joiner.mayGoOn(kRunning));
+    EXPECT_TRUE(joiner.mayGoOn(kRunning));
+    joiner.add(piece(kFull, kFull, kRunning));
+    int looks = 1;
+    while (joiner.mayGoOn(kRunning))
+        ++looks;
+    EXPECT_EQ(looks, 8);
+}
+
+TEST(WriteJoiner, AWriteSeenOnlyAfterItsFirstPieceMayGoOn) {
+    WriteJoiner joiner(kFull);
+    joiner.add(piece(0, kFull, kRunning));
+    EXPECT_TRUE(joiner.mayGoOn(plain(1500)));
+    EXPECT_EQ(joiner.add(piece(kFull, 500, kRunning)), PieceRole::last);
+    joiner.finish();
+    joiner.add(piece(1500, kFull, kRunning));
+    EXPECT_FALSE(joiner.mayGoOn(plain(20)));
+}
+
+TEST(WriteJoiner, AWriteThatCannotBeSeenEndsWithTheWait) {
+    WriteJoiner joiner(kFull);
+    joiner.add(piece(0, kFull, kUnknown));
+    EXPECT_FALSE(joiner.mayGoOn(kUnknown));
+    EXPECT_FALSE(joiner.mayGoOn(kRunning));
 }
 
 TEST(WriteJoiner, TheReleaseOfItsDescriptorEndsAPendingWrite) {
