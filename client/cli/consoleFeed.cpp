@@ -13,6 +13,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Between attempts at the last batch: soon enough for a console that starts, and next to no work.
+constexpr std::chrono::milliseconds kLastPause{50};
+
 struct Batch {
     std::optional<int> percent;
     std::deque<std::string> lines;
@@ -53,10 +56,13 @@ struct ConsoleFeed::State {
     int failure = 0;                 // of the last attempt
     int refusal = 0;                 // of a batch that no attempt would get through
     bool finishing = false;
+    bool givenUp = false;  // finishing took too long
+    bool sending = false;
     bool finished = false;
 
     void serve();
     int send(Batch& batch);
+    void sendWaiting(std::unique_lock<std::mutex>& lock);
     void settle(Batch batch, int error);
 };
 
@@ -86,25 +92,30 @@ void ConsoleFeed::State::settle(Batch batch, int error) {
     waiting.keepNewest();
 }
 
+void ConsoleFeed::State::sendWaiting(std::unique_lock<std::mutex>& lock) {
+    Batch batch = std::exchange(waiting, {});
+    if (!batch.percent && !batch.lines.empty())
+        batch.percent = lastPercent;
+    if (batch.empty())
+        return;
+    sending = true;
+    lock.unlock();
+    const int error = send(batch);
+    lock.lock();
+    sending = false;
+    settle(std::move(batch), error);
+}
+
 void ConsoleFeed::State::serve() {
     std::unique_lock lock(mutex);
-    for (Clock::time_point next{};;) {
+    for (Clock::time_point next{}; !finishing; next = Clock::now() + interval) {
         changed.wait(lock, [this] { return finishing || !waiting.empty(); });
         changed.wait_until(lock, next, [this] { return finishing; });
-        const bool last = finishing;
-        Batch batch = std::exchange(waiting, {});
-        if (!batch.percent && !batch.lines.empty())
-            batch.percent = lastPercent;
-        if (!batch.empty()) {
-            lock.unlock();
-            const int error = send(batch);
-            lock.lock();
-            settle(std::move(batch), error);
-        }
-        if (last)
-            break;
-        next = Clock::now() + interval;
+        if (!finishing)
+            sendWaiting(lock);
     }
+    for (sendWaiting(lock); !waiting.empty() && !givenUp; sendWaiting(lock))
+        changed.wait_for(lock, kLastPause, [this] { return givenUp; });
     finished = true;
     changed.notify_all();
 }
@@ -143,12 +154,15 @@ int ConsoleFeed::finish(std::chrono::milliseconds limit) {
     state_->finishing = true;
     state_->changed.notify_all();
     const auto finished = [this] { return state_->finished; };
-    if (limit.count() == 0) {
-        state_->changed.wait(lock, finished);
-    } else if (!state_->changed.wait_for(lock, limit, finished)) {
-        thread_.detach();
-        return ETIMEDOUT;
+    if (limit.count() > 0 && !state_->changed.wait_for(lock, limit, finished)) {
+        state_->givenUp = true;
+        state_->changed.notify_all();
+        if (state_->sending) {
+            thread_.detach();
+            return ETIMEDOUT;
+        }
     }
+    state_->changed.wait(lock, finished);
     const int error = state_->failure ? state_->failure : state_->refusal;
     lock.unlock();
     thread_.join();

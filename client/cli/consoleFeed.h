@@ -29,9 +29,9 @@ public:
     void setPercent(int percent);
     void addLine(std::string line);
 
-    // Sends what is left at once and stops. Returns 0, the error number of the last attempt or of a
-    // refusal on the way, or ETIMEDOUT if that takes longer than `limit` (0: no limit); then the
-    // sink has to stay usable.
+    // Sends what is left at once and stops; tries again until it is taken or `limit` has passed (0:
+    // no limit). Returns 0, the error number of the last attempt or of a refusal on the way, or
+    // ETIMEDOUT if the sink is still busy by then; then it has to stay usable.
     int finish(std::chrono::milliseconds limit);
 
 private:

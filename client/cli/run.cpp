@@ -30,10 +30,6 @@ constexpr int kMostLastReads = 512;
 
 constexpr int kPassedOn[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGTSTP, SIGCONT};
 
-bool endsUs(uint32_t signal) {
-    return signal == SIGHUP || signal == SIGINT || signal == SIGQUIT || signal == SIGTERM;
-}
-
 // Signals come as records to read from here on; SIGPIPE comes as a failed write.
 class Signals {
 public:
@@ -54,6 +50,13 @@ public:
     }
     int fd() const { return fd_.get(); }
     const InheritedSignals& inherited() const { return inherited_; }
+
+    // Signals have their effect on us again; but a failure to tell anything is no reason to die.
+    void letThrough() const {
+        sigset_t mask = inherited_.mask;
+        sigaddset(&mask, SIGPIPE);
+        sigprocmask(SIG_SETMASK, &mask, nullptr);
+    }
 
     bool next(signalfd_siginfo& signal) const {
         return read(fd_.get(), &signal, sizeof signal) == sizeof signal;
@@ -131,6 +134,7 @@ private:
     void closeSource(Track& track);
     void takeSignals();
     void takeSignal(const signalfd_siginfo& signal);
+    void takeToHeart(int signal);
     void takeState();
     void takeKeyboard();
     void takeKeys();
@@ -242,8 +246,14 @@ void Relay::takeSignal(const signalfd_siginfo& signal) {
         takeState();
     else if (!status_)
         child_.passOn(signal);
-    else if (endsUs(signal.ssi_signo))
-        ended_ = true;
+    else
+        takeToHeart(static_cast<int>(signal.ssi_signo));
+}
+
+void Relay::takeToHeart(int signal) {
+    raw_.giveBack();
+    signals_.letThrough();
+    kill(getpid(), signal);
 }
 
 // A command that was stopped stops us, for whoever started us waits for that. Where we took the
@@ -337,6 +347,7 @@ int runVerb(const Options& options, const Operands& command) {
     if (const int error = child.start(command, signals.inherited()))
         return reportNotRun(options, command[0], error, item);
     const int waitStatus = Relay(child, signals, item, percents).run();
+    signals.letThrough();
 
     if (exitStatus(waitStatus) == 0)
         item.setPercent(100);

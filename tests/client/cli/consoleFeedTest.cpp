@@ -119,13 +119,25 @@ TEST(ConsoleFeed, PutsTheItemBackBeforeLinesThatFollow) {
     EXPECT_THAT(screen.shown(), ElementsAre("percent 5", "percent 5", "line\n"));
 }
 
-TEST(ConsoleFeed, ReportsThatTheConsoleIsStillMissingAtTheEnd) {
+TEST(ConsoleFeed, TriesTheLastUntilItIsTaken) {
     Screen screen;
-    screen.failWith({ENODEV, ENODEV});
+    screen.failWith({0, ENODEV, ENODEV, ENODEV});
     ConsoleFeed feed(screen.sink(), kNever);
     feed.setPercent(5);
     screen.awaitAttempts(1);
-    EXPECT_EQ(feed.finish(kNoLimit), ENODEV);
+    feed.setPercent(100);
+    feed.addLine("last");
+    EXPECT_EQ(feed.finish(kNoLimit), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("percent 5", "percent 100", "last\n"));
+}
+
+TEST(ConsoleFeed, ReportsThatTheConsoleIsStillMissingAtTheEnd) {
+    Screen screen;
+    screen.failWith(std::vector<int>(1000, ENODEV));
+    ConsoleFeed feed(screen.sink(), kNever);
+    feed.setPercent(5);
+    screen.awaitAttempts(1);
+    EXPECT_EQ(feed.finish(std::chrono::milliseconds(1)), ENODEV);
     EXPECT_THAT(screen.shown(), ElementsAre());
 }
 

@@ -50,6 +50,10 @@ protected:
         stat >> word >> word >> word;
         return word;
     }
+    static void awaitGone(const std::string& pid) {
+        while (!stateOf(pid).empty())
+            std::this_thread::yield();
+    }
     void restart() {
         // The new one takes the path before the old one lets its clients go.
         node = std::make_unique<FakeConsole>(path);
@@ -79,7 +83,7 @@ TEST_F(StreamVerbs, GaugeSendsNoMoreThanCanBeSeen) {
 }
 
 TEST_F(StreamVerbs, GaugeReadsToTheEndWithoutAConsole) {
-    Command gauge(line({"gauge", "fw", "Firmware"}), environment);
+    Command gauge(line({"-t", "0.2", "gauge", "fw", "Firmware"}), environment);
     ASSERT_TRUE(node->waitFor(2));
     node.reset();
     gauge.write(std::string(1000000, '\n'));
@@ -185,12 +189,14 @@ TEST_F(StreamVerbs, RunPassesSignalsOnWhileNobodyReadsItsOutput) {
 
 TEST_F(StreamVerbs, RunCanBeEndedWhileNobodyReadsTheLastOutput) {
     Command running(
-        line({"run", "sh", "-c", "dd if=/dev/zero bs=4096 count=32; echo ended >&2; exit 9"}),
+        line({"run", "sh", "-c", "dd if=/dev/zero bs=4096 count=32; echo pid $$. >&2; exit 9"}),
         environment);
     running.awaitFullOutput();
-    awaitText("ended\n");
+    awaitText(".\n");
+    const size_t pid = writtenText().find("pid ") + 4;
+    awaitGone(writtenText().substr(pid, writtenText().find('.', pid) - pid));
     kill(running.pid(), SIGTERM);
-    EXPECT_EQ(running.awaitEnd(), 9);
+    EXPECT_EQ(running.awaitEnd(), 128 + SIGTERM);
 }
 
 TEST_F(StreamVerbs, RunLeavesTheFlagsOfASharedOutputAlone) {
@@ -254,6 +260,31 @@ TEST_F(StreamVerbs, RunPutsItsItemOnARestartedConsole) {
     EXPECT_THAT(node->received(), Contains(sentAdd("j", "Job", 100)));
     EXPECT_THAT(node->received(), Contains(sentUpdate("j", 100)));
     EXPECT_THAT(writtenText(), HasSubstr("after\n"));
+}
+
+TEST_F(StreamVerbs, RunGivesItsLastPercentToAConsoleThatComesBackAfterTheEnd) {
+    Command running(
+        line({"-t", "0", "run", "--item", "j", "--label", "Job", "sh", "-c", "read go; echo bye"}),
+        environment);
+    ASSERT_TRUE(node->waitFor(2));
+    node.reset();
+    running.write("go\n");
+    ASSERT_TRUE(running.awaitOutput("bye\n"));
+    node = std::make_unique<FakeConsole>(path);
+    EXPECT_EQ(running.finish().status, 0);
+    EXPECT_THAT(node->received(), Contains(sentUpdate("j", 100)));
+    EXPECT_EQ(writtenText(), "bye\n");
+}
+
+TEST_F(StreamVerbs, RunCanBeEndedWhileItWaitsForAConsole) {
+    Command running(line({"-t", "0", "run", "sh", "-c", "read go; echo $$."}), environment);
+    ASSERT_TRUE(node->waitFor(2));
+    node.reset();
+    running.write("go\n");
+    ASSERT_TRUE(running.awaitOutput(".\n"));
+    awaitGone(running.output().substr(0, running.output().find('.')));
+    kill(running.pid(), SIGTERM);
+    EXPECT_EQ(running.finish().status, 128 + SIGTERM);
 }
 
 TEST_F(StreamVerbs, RunDoesNotWaitForThoseWhoInheritItsOutput) {

@@ -32,6 +32,8 @@ public:
     // Waits until the output so far contains `text`; false if it ends without.
     bool awaitOutput(const std::string& text);
 
+    const std::string& output() const { return outputText_; }
+
     // Waits until nothing more fits in front of a reader that does not read. Only for output that
     // comes in whole pages: others leave room in the pipe that nobody can use.
     void awaitFullOutput() const;
