@@ -1,12 +1,9 @@
 // Writes and commands through the device node, as ratios to a FUSE file that does nothing, measured
 // in turns in one run. 1 means as fast; the node promises 0.7.
-#define FUSE_USE_VERSION 312
-
 #include <sys/iofunc.h>
 // The block above gives handles and control blocks their types.
 #include <devctl.h>
 #include <fcntl.h>
-#include <fuse_lowlevel.h>
 #include <signal.h>
 #include <sys/dispatch.h>
 #include <sys/wait.h>
@@ -20,6 +17,7 @@
 #include <vector>
 
 #include "descriptor/fileDescriptor.h"
+#include "nothingNode.h"
 #include "resmgr/mountTable.h"
 
 namespace {
@@ -27,50 +25,6 @@ namespace {
 constexpr int kRounds = 9;
 constexpr int kCalls = 10000;  // a round
 constexpr int kCommand = static_cast<int>(__DIOT(_DCMD_MISC, 1, char));
-
-void attributes(fuse_req_t request, fuse_ino_t, fuse_file_info*) {
-    struct stat found = {};
-    found.st_mode = S_IFREG | 0666;
-    found.st_nlink = 1;
-    fuse_reply_attr(request, &found, 0);
-}
-
-void openFile(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-    info->direct_io = 1;
-    fuse_reply_open(request, info);
-}
-
-void takeWrite(fuse_req_t request, fuse_ino_t, const char*, size_t size, off_t, fuse_file_info*) {
-    fuse_reply_write(request, size);
-}
-
-void takeIoctl(fuse_req_t request, fuse_ino_t, unsigned, void*, fuse_file_info*, unsigned,
-               const void*, size_t, size_t) {
-    fuse_reply_ioctl(request, 0, nullptr, 0);
-}
-
-void noSplice(void*, fuse_conn_info* connection) {
-    connection->want &=
-        ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
-}
-
-[[noreturn]] void serveNothing(const std::string& path, int ready) {
-    FileDescriptor(open(path.c_str(), O_CREAT | O_WRONLY, 0666)).reset();
-    fuse_lowlevel_ops operations = {};
-    operations.init = noSplice;
-    operations.getattr = attributes;
-    operations.open = openFile;
-    operations.write = takeWrite;
-    operations.ioctl = takeIoctl;
-    const char* const arguments[] = {"bench"};
-    fuse_args args = FUSE_ARGS_INIT(1, const_cast<char**>(arguments));
-    fuse_session* const session = fuse_session_new(&args, &operations, sizeof(operations), nullptr);
-    if (!session || fuse_session_mount(session, path.c_str()) != 0)
-        _exit(1);
-    [[maybe_unused]] const ssize_t told = write(ready, "r", 1);
-    fuse_session_loop(session);
-    _exit(0);
-}
 
 int handleWrite(resmgr_context_t* ctp, io_write_t* msg, RESMGR_OCB_T* ocb) {
     const int verdict = iofunc_write_verify(ctp, msg, ocb, nullptr);
