@@ -13,11 +13,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <system_error>
 
 namespace {
 
@@ -45,18 +43,6 @@ void drain(int fd) {
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "velkaris-XXXXXX";
-    if (!mkdtemp(name.data()))
-        throw std::system_error(errno, std::generic_category(), name);
-    path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 ConsoleProcess::ConsoleProcess(const ConsoleOptions& options)
     : node_(options.nodePath.empty() ? folder_.path() + "/node" : options.nodePath) {

@@ -9,20 +9,7 @@
 
 #include "support/childProcess.h"
 #include "support/rgbImage.h"
-
-// A folder that goes away with its owner.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
+#include "support/temporaryFolder.h"
 
 struct ConsoleOptions {
     std::vector<std::string> arguments;

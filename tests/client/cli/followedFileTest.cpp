@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <fstream>
 
-#include "client/support/scratchFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ protected:
         return bytes;
     }
 
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const std::string path = folder.file("log");
     FollowedFile file{path};
 };

@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-#include "client/support/scratchFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -72,7 +72,7 @@ TEST(CopyTotal, ComesFromCountAndBlockSize) {
 }
 
 TEST(CopyTotal, ComesFromTheSizeOfTheInput) {
-    const ScratchFolder folder;
+    const TemporaryFolder folder;
     const std::string input = folder.file("image");
     std::ofstream(input) << std::string(10000, 'x');
     EXPECT_EQ(copyTotalOf({"dd", "if=" + input}), 10000u);

@@ -7,8 +7,8 @@
 
 #include "client/support/command.h"
 #include "client/support/fakeConsole.h"
-#include "client/support/scratchFolder.h"
 #include "client/support/sentMessages.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -59,7 +59,7 @@ protected:
         node = std::make_unique<FakeConsole>(path);
     }
 
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const std::string path = folder.file("node");
     const Command::Environment environment = {{"VELKARIS_NODE", path}, {"CTL", VELKARISCTL}};
     std::unique_ptr<FakeConsole> node = std::make_unique<FakeConsole>(path);

@@ -6,8 +6,8 @@
 
 #include "client/support/command.h"
 #include "client/support/fakeConsole.h"
-#include "client/support/scratchFolder.h"
 #include "client/support/sentMessages.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ protected:
         return runCommand(line(std::move(arguments)), input, environment);
     }
 
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const std::string path = folder.file("node");
     const Command::Environment environment = {{"VELKARIS_NODE", path}};
     std::unique_ptr<FakeConsole> node = std::make_unique<FakeConsole>(path);

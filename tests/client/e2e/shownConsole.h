@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "client/support/command.h"
-#include "client/support/scratchFolder.h"
 #include "pixels/referenceFont.h"
 #include "pixels/referenceRenderer.h"
 #include "support/consoleProcess.h"
+#include "support/temporaryFolder.h"
 
 // The parameter is the kind of node, "fuse" or "socket".
 class ShownConsole : public testing::TestWithParam<std::string> {
@@ -51,7 +51,7 @@ private:
     void expectShown(const ReferenceModel& model, int rows);
     RgbImage leftOfTimes(const RgbImage& picture, int rows) const;
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     const std::string node_ = folder_.file("node");
     // The search for leaks stops every thread first, which cannot be done to one that waits for a
     // stopped console. The same verbs are searched where they talk to a recording node.

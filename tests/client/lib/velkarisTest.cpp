@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "client/support/fakeConsole.h"
-#include "client/support/scratchFolder.h"
 #include "client/support/sentMessages.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ protected:
         node = std::make_unique<FakeConsole>(path);
     }
 
-    ScratchFolder folder;
+    TemporaryFolder folder;
     const std::string path = folder.file("node");
     std::unique_ptr<FakeConsole> node = std::make_unique<FakeConsole>(path);
     Console console;

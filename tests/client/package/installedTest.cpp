@@ -10,8 +10,8 @@
 
 #include "client/support/command.h"
 #include "client/support/fakeConsole.h"
-#include "client/support/scratchFolder.h"
 #include "client/support/sentMessages.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ bool isThere(const std::string& program) {
 class Installed : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        prefix = std::make_unique<ScratchFolder>();
+        prefix = std::make_unique<TemporaryFolder>();
         for (const char* part : {"client", "docs/man", "examples"})
             installation =
                 runCommand({CMAKE_COMMAND, "--install", std::string(BUILD_FOLDER) + "/" + part,
@@ -61,14 +61,14 @@ protected:
         EXPECT_EQ(received.back(), sentStatus("Done"));
     }
 
-    static std::unique_ptr<ScratchFolder> prefix;
+    static std::unique_ptr<TemporaryFolder> prefix;
     static Outcome installation;
-    ScratchFolder scratch;
+    TemporaryFolder scratch;
     const std::string path = scratch.file("node");
     std::unique_ptr<FakeConsole> node = std::make_unique<FakeConsole>(path);
 };
 
-std::unique_ptr<ScratchFolder> Installed::prefix;
+std::unique_ptr<TemporaryFolder> Installed::prefix;
 Outcome Installed::installation{-1, {}, {}, 0};
 
 TEST_F(Installed, TheExampleInCLinksThroughPkgConfig) {

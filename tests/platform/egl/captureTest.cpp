@@ -10,7 +10,7 @@
 #include <string>
 
 #include "platform/support/pictureFiles.h"
-#include "platform/support/temporaryFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ TEST(FrameCapture, PointsLatestAtTheNewestByName) {
     FrameCapture capture(folder.path());
     capture.writeFrame(kTwoByTwo, 2, 2);
     capture.writeFrame(Bytes(4, 200), 1, 1);
-    EXPECT_EQ(fs::read_symlink(folder.path() / "latest.png"), "frame-000002.png");
+    EXPECT_EQ(fs::read_symlink(folder.file("latest.png")), "frame-000002.png");
     EXPECT_EQ(readPng(folder.file("latest.png")).width, 1u);
 }
 
@@ -90,7 +90,7 @@ TEST(FrameCapture, MakesTheFolder) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.file("frames"));
     EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
-    EXPECT_TRUE(fs::exists(folder.path() / "frames" / "latest.png"));
+    EXPECT_TRUE(fs::exists(folder.file("frames/latest.png")));
 }
 
 TEST(FrameCapture, ReplacesFramesOfAnEarlierRun) {
@@ -100,14 +100,14 @@ TEST(FrameCapture, ReplacesFramesOfAnEarlierRun) {
     FrameCapture capture(folder.path());
     EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
     EXPECT_EQ(readPng(folder.file("frame-000001.png")).width, 2u);
-    EXPECT_TRUE(fs::is_symlink(folder.path() / "latest.png"));
+    EXPECT_TRUE(fs::is_symlink(folder.file("latest.png")));
 }
 
 // A reader that has the old file open keeps a whole picture: the new one is another file.
 TEST(FrameCapture, NeverWritesIntoAFileThatHasItsName) {
     const TemporaryFolder folder;
     writeFile(folder.file("frame-000001.png"), {'o', 'l', 'd'});
-    fs::create_hard_link(folder.path() / "frame-000001.png", folder.path() / "reader");
+    fs::create_hard_link(folder.file("frame-000001.png"), folder.file("reader"));
     FrameCapture capture(folder.path());
     capture.writeFrame(kTwoByTwo, 2, 2);
     EXPECT_EQ(readFile(folder.file("reader")), (Bytes{'o', 'l', 'd'}));
@@ -126,14 +126,14 @@ TEST(FrameCapture, CountsTheFramesThatItCouldNotKeep) {
     writeFile(folder.file("frames"), {'x'});
     FrameCapture capture(folder.file("frames"));
     errorsOf(&capture, 1);
-    fs::remove(folder.path() / "frames");
+    fs::remove(folder.file("frames"));
     EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
-    EXPECT_TRUE(fs::exists(folder.path() / "frames" / "frame-000002.png"));
+    EXPECT_TRUE(fs::exists(folder.file("frames/frame-000002.png")));
 }
 
 TEST(FrameCapture, LeavesNoTemporaryFileBehindAFailure) {
     const TemporaryFolder folder;
-    fs::create_directories(folder.path() / "frame-000001.png" / "inside");
+    fs::create_directories(folder.file("frame-000001.png/inside"));
     FrameCapture capture(folder.path());
     errorsOf(&capture, 1);
     EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"frame-000001.png"}));
@@ -141,7 +141,7 @@ TEST(FrameCapture, LeavesNoTemporaryFileBehindAFailure) {
 
 TEST(FrameCapture, LeavesNoTemporaryLinkBehindAFailure) {
     const TemporaryFolder folder;
-    fs::create_directories(folder.path() / "latest.png" / "inside");
+    fs::create_directories(folder.file("latest.png/inside"));
     FrameCapture capture(folder.path());
     errorsOf(&capture, 1);
     EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"frame-000001.png", "latest.png"}));

@@ -10,7 +10,7 @@
 #include "egl/realEgl.h"
 #include "platform/support/consoleSurface.h"
 #include "platform/support/pictureFiles.h"
-#include "platform/support/temporaryFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "platform/support/childProcess.h"
 #include "platform/support/pictureFiles.h"
-#include "platform/support/temporaryFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <memory>
 
 #include "platform/support/pictureFiles.h"
-#include "platform/support/temporaryFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -322,6 +322,11 @@ TEST_F(ImageLibrary, RefusesBadArguments) {
     EXPECT_EQ(img_load_file(nullptr, "x", nullptr, &image), IMG_ERR_PARM);
     EXPECT_EQ(img_load_file(library, nullptr, nullptr, &image), IMG_ERR_PARM);
     EXPECT_EQ(img_load_file(library, "x", nullptr, nullptr), IMG_ERR_PARM);
+}
+
+TEST_F(ImageLibrary, HasNoCallouts) {
+    const auto* callouts = reinterpret_cast<const img_decode_callouts_t*>(this);
+    EXPECT_EQ(img_load_file(library, "x", callouts, &image), IMG_ERR_NOTIMPL);
 }
 
 TEST_F(ImageLibrary, LeavesTheRequestAloneOnFailure) {

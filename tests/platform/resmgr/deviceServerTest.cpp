@@ -1,9 +1,5 @@
 // What handlers get and what becomes of what they return, with no transport in between.
-#include "resmgr/deviceServer.h"
-
 #include <devctl.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/dcmd_all.h>
 
 #include <cerrno>
@@ -13,32 +9,26 @@
 #include <string>
 #include <vector>
 
-#include "dispatch/channel.h"
+#include "platform/resmgr/deviceServerFixture.h"
 
 namespace {
 
 std::function<int(resmgr_context_t*, io_write_t*, iofunc_ocb_t*)> onWrite;
 std::function<int(resmgr_context_t*, io_devctl_t*, iofunc_ocb_t*)> onDevctl;
 
-class DeviceServerTest : public testing::Test {
+class DeviceServerTest : public DeviceServerFixture {
 protected:
-    void SetUp() override {
-        iofunc_func_init(_RESMGR_CONNECT_NFUNCS, &connect_, _RESMGR_IO_NFUNCS, &io_);
-        iofunc_attr_init(&attr_, S_IFNAM | 0666, nullptr, nullptr);
+    DeviceServerTest() {
         io_.write = [](resmgr_context_t* ctp, io_write_t* msg, iofunc_ocb_t* ocb) {
             return onWrite(ctp, msg, ocb);
         };
         io_.devctl = [](resmgr_context_t* ctp, io_devctl_t* msg, iofunc_ocb_t* ocb) {
             return onDevctl(ctp, msg, ocb);
         };
-        dispatch_t* const channel = dispatch_create();
-        ASSERT_EQ(channelReserve(channel, 2048, 2), EOK);
-        ctp_ = &dispatch_context_alloc(channel)->resmgr_context;
-        ASSERT_EQ(server_.open(ctp_, {7, 8}, O_RDWR, &ocb_).error, EOK);
     }
 
     void TearDown() override {
-        server_.close(ctp_, ocb_);
+        DeviceServerFixture::TearDown();
         onWrite = nullptr;
         onDevctl = nullptr;
     }
@@ -55,13 +45,6 @@ protected:
         memcpy(message->payload, payload.data(), std::min<size_t>(payload.size(), 2032));
         return server_.devctl(ctp_, {7, 8}, ocb_, message, sizeof(*message), sizeof(*message));
     }
-
-    resmgr_connect_funcs_t connect_;
-    resmgr_io_funcs_t io_;
-    iofunc_attr_t attr_;
-    DeviceServer server_{&connect_, &io_, &attr_, 5};
-    resmgr_context_t* ctp_ = nullptr;
-    iofunc_ocb_t* ocb_ = nullptr;
 };
 
 TEST_F(DeviceServerTest, AHandlerSeesTheMessageAsItIsLaidOut) {

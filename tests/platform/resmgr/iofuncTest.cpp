@@ -1,30 +1,11 @@
 // The framework's own handlers for messages that a server leaves to it, with no transport between.
-#include <sys/iofunc.h>
-// The block above gives handles and control blocks their types.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/dispatch.h>
-
-#include <cerrno>
-#include <string>
-
-#include "dispatch/channel.h"
-#include "resmgr/deviceServer.h"
+#include "platform/resmgr/deviceServerFixture.h"
 
 namespace {
 
-class DefaultHandlers : public testing::Test {
+class DefaultHandlers : public DeviceServerFixture {
 protected:
-    void SetUp() override {
-        iofunc_func_init(_RESMGR_CONNECT_NFUNCS, &connect_, _RESMGR_IO_NFUNCS, &io_);
-        iofunc_attr_init(&attr_, S_IFNAM | 0666, nullptr, nullptr);
-        attr_.flags = 0;
-        dispatch_t* const channel = dispatch_create();
-        ASSERT_EQ(channelReserve(channel, 2048, 2), EOK);
-        ctp_ = &dispatch_context_alloc(channel)->resmgr_context;
-        ASSERT_EQ(server_.open(ctp_, {7, 8}, O_RDWR, &ocb_).error, EOK);
-    }
-    void TearDown() override { server_.close(ctp_, ocb_); }
+    DefaultHandlers() { attr_.flags = 0; }
 
     // The message of a write of `sent` bytes that says it has `told`.
     io_write_t* message(uint32_t told, uint32_t sent, uint32_t xtype = _IO_XTYPE_NONE) {
@@ -37,13 +18,6 @@ protected:
         ctp_->info.srcmsglen = static_cast<int32_t>(sizeof(*msg) + sent);
         return msg;
     }
-
-    resmgr_connect_funcs_t connect_;
-    resmgr_io_funcs_t io_;
-    iofunc_attr_t attr_;
-    DeviceServer server_{&connect_, &io_, &attr_, 5};
-    resmgr_context_t* ctp_ = nullptr;
-    iofunc_ocb_t* ocb_ = nullptr;
 };
 
 TEST_F(DefaultHandlers, AWriteIsTakenWholeAndChangesTheTimes) {

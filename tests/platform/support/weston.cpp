@@ -68,7 +68,7 @@ std::unique_ptr<Weston> Weston::start(const std::vector<std::string>& backend,
     command.insert(command.end(), backend.begin(), backend.end());
     made->process = std::make_unique<ChildProcess>(
         command,
-        std::vector<std::string>{"XDG_RUNTIME_DIR=" + made->folder.path().string(),
+        std::vector<std::string>{"XDG_RUNTIME_DIR=" + made->folder.path(),
                                  "NOTIFY_SOCKET=" + notifyPath, "WAYLAND_DISPLAY=", variable});
     if (awaitReady(notify, *made->process))
         return made;
@@ -79,6 +79,5 @@ std::unique_ptr<Weston> Weston::start(const std::vector<std::string>& backend,
 }
 
 std::vector<std::string> Weston::variables() const {
-    return {"XDG_RUNTIME_DIR=" + folder.path().string(),
-            std::string("WAYLAND_DISPLAY=") + kSocketName};
+    return {"XDG_RUNTIME_DIR=" + folder.path(), std::string("WAYLAND_DISPLAY=") + kSocketName};
 }

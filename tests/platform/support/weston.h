@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/support/childProcess.h"
-#include "platform/support/temporaryFolder.h"
 #include "platform/support/xServer.h"
+#include "support/temporaryFolder.h"
 
 class Weston {
 public:

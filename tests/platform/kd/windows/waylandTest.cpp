@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/support/childProcess.h"
-#include "platform/support/temporaryFolder.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
@@ -26,15 +26,15 @@ protected:
     void offer(const Lines& display, const std::string& configure) {
         Lines command{VELKARIS_COMPOSITOR_PROGRAM, "wayland-test"};
         command.insert(command.end(), display.begin(), display.end());
-        compositor = std::make_unique<ChildProcess>(
-            command, Lines{"XDG_RUNTIME_DIR=" + folder.path().string()});
+        compositor =
+            std::make_unique<ChildProcess>(command, Lines{"XDG_RUNTIME_DIR=" + folder.path()});
         ASSERT_EQ(compositor->readLine(), "ready");
         compositor->send(configure);
     }
     void launch(const std::string& setting) {
         child = std::make_unique<ChildProcess>(
             Lines{VELKARIS_WINDOW_PROGRAM},
-            Lines{"XDG_RUNTIME_DIR=" + folder.path().string(), "WAYLAND_DISPLAY=wayland-test",
+            Lines{"XDG_RUNTIME_DIR=" + folder.path(), "WAYLAND_DISPLAY=wayland-test",
                   "DISPLAY=", "VELKARIS_WINDOW=" + setting});
     }
     void startFullScreen() {

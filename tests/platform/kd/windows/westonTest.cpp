@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "platform/support/childProcess.h"
-#include "platform/support/temporaryFolder.h"
 #include "platform/support/weston.h"
 #include "platform/support/xServer.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "platform/support/childProcess.h"
-#include "platform/support/temporaryFolder.h"
 #include "platform/support/xServer.h"
+#include "support/temporaryFolder.h"
 
 namespace {
 
