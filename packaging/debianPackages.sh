@@ -11,7 +11,7 @@ run_packages="g++ cmake ninja-build pkg-config
 quick_test_packages="libgtest-dev libgmock-dev python3 curl"
 
 # Builds and runs all other tests besides.
-test_packages="xvfb weston pv rsync zsh fish mandoc groff-base
+test_packages="xvfb weston cage xwayland pv rsync zsh fish mandoc groff-base
     clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.
