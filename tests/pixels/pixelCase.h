@@ -18,7 +18,7 @@ struct PixelCase {
 // Runs the cases side by side: checks each first, empty picture and the pictures of the next two
 // ticks after the script.
 //
-// VELKARIS_PIXEL_WINDOW names the window backend, headless unless set. With
-// VELKARIS_PIXEL_DISPLAY=WIDTHxHEIGHT the backend has one display of that size: the cases of that
-// size run one after the other, and a test without any is skipped.
+// VELKARIS_PIXEL_WINDOW names the window backend, headless unless set. VELKARIS_PIXEL_CARDS is a
+// list of graphics cards, with commas between them: the cases are drawn on their displays instead,
+// as many side by side as there are cards.
 void expectPictures(const std::vector<PixelCase>& cases);

@@ -19,7 +19,7 @@ import unittest
 
 from debianPackages import Unavailable, requireProgram
 from guestConsole import GuestConsole, nearestFrame
-from machine import FIRST_DISPLAY, SECOND_DISPLAY, Machine
+from machine import FIRST_DISPLAY, SECOND_DISPLAY, SPARE_DISPLAYS, Machine
 from machineImage import buildImage
 from picture import writePng
 
@@ -53,6 +53,9 @@ class BootedConsole(unittest.TestCase):
         cls.machine = Machine(cls.image, cls.cache / "run", DISPLAY_SIZES)
         cls.addClassCleanup(cls.machine.close)
         cls.machine.run("modprobe fuse")
+        # No driver of that name takes them when one for their kind is loaded.
+        for address in SPARE_DISPLAYS:
+            cls.machine.run(f"echo none >/sys/bus/pci/devices/{address}/driver_override")
 
     def setUp(self):
         self.addCleanup(self.printTime, time.monotonic())
@@ -79,6 +82,13 @@ class BootedConsole(unittest.TestCase):
     def cardOf(self, driver):
         return self.machine.run(f"basename /sys/bus/pci/drivers/{driver}/0000:*/drm/card*").strip()
 
+    # The path of its card. The scenarios after this one do not have it.
+    def plugInSpare(self, address):
+        device, driver = f"/sys/bus/pci/devices/{address}", "/sys/bus/pci/drivers/bochs-drm"
+        self.machine.run(f"echo bochs-drm >{device}/driver_override; echo {address} >{driver}/bind")
+        self.addCleanup(self.machine.run, f"echo {address} >{driver}/unbind")
+        return self.machine.run(f"echo /dev/dri/$(basename {device}/drm/card*)").strip()
+
     # The command that plugs it back in, which is done after the scenario in any case.
     def pullOutCard(self, driver):
         folder = f"/sys/bus/pci/drivers/{driver}"
@@ -90,10 +100,10 @@ class BootedConsole(unittest.TestCase):
 
     # A clock runs in every frame, so that each is told from the one before: the display has to show
     # what was presented just now.
-    def assertShown(self, console, display=FIRST_DISPLAY):
+    def assertShown(self, console, display=FIRST_DISPLAY, size=None):
         number = console.awaitNextFrame()
         picture = self.machine.displayPicture(display)
-        self.assertEqual(picture.size(), DISPLAY_SIZES[display])
+        self.assertEqual(picture.size(), size or DISPLAY_SIZES[display])
         self.assertFalse(picture.isOneColour())
         self.assertAmongFrames(picture, console, number - 1, console.newestFrame())
         return picture
@@ -145,8 +155,37 @@ class BootedConsole(unittest.TestCase):
 
     def testPixelCasesHoldOnTheDisplay(self):
         self.machine.run("modprobe bochs")
-        print(self.machine.run(f"VELKARIS_PIXEL_WINDOW=kms VELKARIS_PIXEL_DISPLAY={SIZE_TEXT} "
-                               "velkaris_pixel_tests --gtest_filter='ConsolePictures.*'"))
+        cards = list(map(self.plugInSpare, SPARE_DISPLAYS))
+        # One half waits for its ticks while the other starts its consoles.
+        halves = [cards[0::2], cards[1::2]]
+        started = " ".join(f"VELKARIS_PIXEL_CARDS={','.join(half)} GTEST_TOTAL_SHARDS=2 "
+                           f"GTEST_SHARD_INDEX={number} velkaris_pixel_tests "
+                           f"--gtest_filter='ConsolePictures.*' >/tmp/half{number}.log 2>&1 & "
+                           f"half{number}=$!;"
+                           for number, half in enumerate(halves))
+        status, _ = self.machine.attempt(f"{started} wait $half0; first=$?; wait $half1 && "
+                                         "[ $first -eq 0 ]")
+        report = self.machine.fetchText("/tmp/half0.log") + self.machine.fetchText("/tmp/half1.log")
+        print(report)
+        self.assertEqual(status, 0)
+        self.assertEqual(report.count("[  PASSED  ]"), 2)
+        self.assertNotIn("SKIPPED", report)
+
+    def testConsoleOfItsOwnSizeGetsAModeOrTheMiddle(self):
+        for size in [(800, 600), (701, 301), (1400, 500)]:
+            with self.subTest(size=size):
+                console = self.startOnDisplay("sized", "kms:{}x{}".format(*size))
+                playSession(console)
+                self.assertShown(console, size=size if size == (800, 600) else None)
+                console.end()
+
+    def testHeadlessConsoleLeavesTheDisplayToOthers(self):
+        # Of a driver with which Mesa would draw by the processor.
+        self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
+        card = f"/dev/dri/{self.cardOf('virtio-pci')}"
+        headless = self.start("headless", HEADLESS, node="/dev/Headless")
+        self.assertNotIn(card, self.machine.run(f"ls -l /proc/{headless.pid}/fd"))
+        self.assertShown(self.start("after", f"kms:{card}"), SECOND_DISPLAY)
 
     def testSecondConsoleIsRefusedTheDisplay(self):
         self.startOnDisplay("owner")
@@ -248,6 +287,7 @@ SCENARIOS = [
     "testDisplayThatAppearsLaterIsLit",
     "testDisplayShowsTheSessionAsHeadlessDrawsIt",
     "testPixelCasesHoldOnTheDisplay",
+    "testConsoleOfItsOwnSizeGetsAModeOrTheMiddle",
     "testSecondConsoleIsRefusedTheDisplay",
     "testMissingCardIsNamed",
     "testKilledConsoleComesBackWithoutHelp",
@@ -256,6 +296,7 @@ SCENARIOS = [
     "testVanishedCardIsLitWhenItReturns",
     "testDisplayOfAnotherSizeShowsTheMiddle",
     "testCardIsTakenByItsName",
+    "testHeadlessConsoleLeavesTheDisplayToOthers",
     "testOtherKindsOfDriversShowTheSameFrames",
     "testPowerOffIsNotHeldUp",
 ]

@@ -29,6 +29,8 @@ MEMORY = "2G"
 # the second virtio_gpu.
 FIRST_DISPLAY = "first"
 SECOND_DISPLAY = "second"
+# More of the first kind, by their places on the bus, with memory for displays of any size.
+SPARE_DISPLAYS = [f"0000:00:{slot:02x}.0" for slot in range(0x10, 0x14)]
 
 
 class CommandFailed(Exception):
@@ -152,6 +154,12 @@ def _display(kind, name, sizes):
     return f"{kind},id={name},xres={width},yres={height}"
 
 
+def _spareDisplays():
+    for address in SPARE_DISPLAYS:
+        slot = address.split(":")[2].split(".")[0]
+        yield from ["-device", f"bochs-display,addr=0x{slot},vgamem=64M"]
+
+
 def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
     arguments = [
         # Ends with the test, also when the test is killed.
@@ -162,6 +170,7 @@ def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
         "-display", "none", "-vga", "none",
         "-device", _display("bochs-display", FIRST_DISPLAY, displaySizes),
         "-device", _display("virtio-gpu-pci", SECOND_DISPLAY, displaySizes),
+        *_spareDisplays(),
         "-kernel", image.kernel, "-initrd", image.initramfs,
         # Under emulation a busy host can make the kernel believe that the timer does not work.
         "-append", "console=ttyS0 panic=-1 no_timer_check",
