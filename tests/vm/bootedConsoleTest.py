@@ -274,6 +274,27 @@ class BootedConsole(unittest.TestCase):
                 self.assertEqual(set(re.findall(r"other driver: (\w+)", console.log())), calls)
                 console.end()
 
+    def testUserWithoutRightsServesANode(self):
+        self.machine.run("chmod 666 /dev/fuse; mkdir -p /run/guest; chown guest /run/guest")
+        where = {"node": "/run/guest/Velkaris", "user": "guest"}
+        killed = self.start("guest", HEADLESS, **where)
+        self.assertIn("user_allow_other is not set", killed.log())
+        self.assertRegex(self.machine.run("cat /proc/mounts"),
+                         r"Velkaris fuse\.velkaris .*user_id=1000")
+        blank = killed.frame(killed.newestFrame())
+        killed.write("from the same user")
+        self.assertNotEqual(killed.frame(killed.awaitNextFrame()), blank)
+        self.assertNotEqual(self.machine.attempt(f"echo from another >{killed.node}")[0], 0)
+        killed.signal("KILL")
+
+        self.machine.run("echo user_allow_other >/etc/fuse.conf")
+        successor = self.start("guest", HEADLESS, **where)
+        self.assertNotIn("user_allow_other", successor.log())
+        self.machine.run(f"echo from another >{successor.node}")
+        self.assertNotEqual(successor.frame(successor.awaitNextFrame()), blank)
+        self.assertEqual(successor.signal("INT"), 0)
+        self.machine.run("! grep velkaris /proc/mounts")
+
     def testPowerOffIsNotHeldUp(self):
         console = self.startOnDisplay("last", f"kms:/dev/dri/{self.cardOf('bochs-drm')}")
         playSession(console)
@@ -298,6 +319,7 @@ SCENARIOS = [
     "testCardIsTakenByItsName",
     "testHeadlessConsoleLeavesTheDisplayToOthers",
     "testOtherKindsOfDriversShowTheSameFrames",
+    "testUserWithoutRightsServesANode",
     "testPowerOffIsNotHeldUp",
 ]
 

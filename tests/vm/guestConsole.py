@@ -13,14 +13,16 @@ class GuestConsole:
     """Started on creation; awaitStart() waits until clients find it. `name` tells its files apart.
 
     A node other than the program's own keeps a second console out of the first one's way.
-    `variables` are more of its environment, as a shell takes them.
+    `variables` are more of its environment, as a shell takes them. `user` runs it, and sends what
+    it is sent.
     """
 
     def __init__(self, machine, name, window, node="/dev/Velkaris", terminal="/dev/null",
-                 variables=""):
+                 variables="", user="root"):
         self.machine = machine
         self.name = name
         self.node = node
+        self.user = user
         self.frameFolder = f"/tmp/{name}.frames"
         self.logFile = f"/tmp/{name}.log"
         self._startFile = f"/tmp/{name}.start"  # holds the process id; as old as the process
@@ -30,14 +32,14 @@ class GuestConsole:
         machine.run(f"rm -rf {self.frameFolder} {self._startFile} {self._endFile}; "
                     f"VELKARIS_WINDOW={window} VELKARIS_NODE={node} {variables} "
                     f"VELKARIS_CAPTURE={self.frameFolder} "
-                    f"start-stop-daemon -S -b -p /tmp/{name}.none -x /bin/runConsole -- "
+                    f"start-stop-daemon -S -b -c {user} -p /tmp/{name}.none -x /bin/runConsole -- "
                     f"{name} {terminal} velkaris -p {FONT} -f {FONT_SIZE}")
         machine.waitUntil(f"[ -s {self._startFile} ]")
         self.pid = int(machine.run(f"cat {self._startFile}"))
 
     def awaitStart(self):
         """Waits until it answers at its node, which appears after the first picture."""
-        answers = f"velkarisctl --quiet --device {self.node} wait --seconds 1"
+        answers = self._byUser(f"velkarisctl --quiet --device {self.node} wait --seconds 1")
         self.machine.waitUntil(f"{answers} || ! {self._alive()}")
         self.machine.run(f"{self._alive()} || {{ cat {self.logFile}; false; }}")
 
@@ -50,12 +52,12 @@ class GuestConsole:
     def write(self, text):
         """As scripts do: by redirecting to the node."""
         escaped = text.replace("\\", "\\\\").replace("\n", "\\n")
-        self.machine.run(f"printf '%b\\n' {shlex.quote(escaped)} >{self.node}")
+        self.machine.run(self._byUser(f"printf '%b\\n' {shlex.quote(escaped)} >{self.node}"))
 
     def command(self, *arguments):
         """One velkarisctl command for this console."""
         words = ["velkarisctl", "--device", self.node, *arguments]
-        self.machine.run(" ".join(shlex.quote(word) for word in words))
+        self.machine.run(self._byUser(" ".join(shlex.quote(word) for word in words)))
 
     def signal(self, name):
         """Sends a signal and waits for the end: the exit status as a shell sees it."""
@@ -105,6 +107,9 @@ class GuestConsole:
         status = self.machine.run(f"cat /proc/{self.pid}/status")
         return [int(re.search(rf"{field}:\s*(\d+) kB", status).group(1))
                 for field in ("VmRSS", "RssAnon")]
+
+    def _byUser(self, command):
+        return command if self.user == "root" else f"su {self.user} -c {shlex.quote(command)}"
 
     def _framePath(self, number):
         return f"{self.frameFolder}/frame-{number:06}.png"

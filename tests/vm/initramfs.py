@@ -28,7 +28,7 @@ class Initramfs:
 
     def addFile(self, path, source):
         """The host's file `source`, with its permissions; a link is followed."""
-        self._add(path, stat.S_IFREG | (os.stat(source).st_mode & 0o777), os.fspath(source))
+        self._add(path, stat.S_IFREG | stat.S_IMODE(os.stat(source).st_mode), os.fspath(source))
 
     def write(self, archive):
         """Writes all of it to the path `archive`, which appears complete or not at all."""

@@ -20,6 +20,10 @@ FONTS = [FONT, "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"]
 # With what each of them needs, they go into the image; the scenarios load them.
 DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "fuse"]
 
+# By which a user without rights mounts a node.
+MOUNT_HELPER = pathlib.Path("/usr/bin/fusermount3")
+USERS = "root:x:0:0::/root:/bin/sh\nguest:x:1000:1000::/tmp:/bin/sh\n"
+
 # Loaded by name at run time, so that no closure of the program's own libraries finds them.
 MESA_FOLDER = pathlib.Path("/usr/lib/x86_64-linux-gnu")
 MESA_LIBRARIES = ["libEGL_mesa.so.0", "libgbm.so.1", "dri/kms_swrast_dri.so"]
@@ -44,7 +48,7 @@ def buildImage(cache, programs):
     image = Initramfs()
     _addSystem(image, busybox / "bin/busybox")
     _addModules(image, kernelFiles)
-    _addPrograms(image, programs)
+    _addPrograms(image, [*programs, _present(MOUNT_HELPER)])
     _addMesa(image)
     for font in FONTS:
         image.addFile(font, _present(font))
@@ -82,6 +86,8 @@ def _addSystem(image, busybox):
 
     image.addLink("init", "bin/busybox")
     image.addFile("etc/inittab", GUEST_FILES / "inittab")
+    image.addText("etc/passwd", USERS)
+    image.addLink("etc/mtab", "/proc/self/mounts")  # where the helper looks for what it unmounts
     image.addFile("etc/init.rc", GUEST_FILES / "init.rc")
     for script in ["commandChannel", "runConsole"]:
         image.addFile(f"usr/bin/{script}", GUEST_FILES / script)
@@ -130,7 +136,8 @@ def _withNeeds(names, byName):
 def _addPrograms(image, programs):
     for program in programs:
         image.addFile(f"usr/bin/{program.name}", _present(program))
-        image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
+        if program.parent != pathlib.Path("/usr/bin"):
+            image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
         _addLibraries(image, program)
 
 
