@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+
 #include "support/linkWraps.h"
 #include "support/serviceTest.h"
 
@@ -18,6 +20,20 @@ TEST_F(ConsoleModel, StartsEmptyAndZero) {
     EXPECT_EQ(consoleStatus.overallElapsed, 0);
     EXPECT_EQ(consoleStatus.overallPercent, 0);
     EXPECT_EQ(secondsSinceStart, 0);
+}
+
+TEST_F(ConsoleModel, HoldsItsFieldsInThisOrder) {
+    EXPECT_EQ(offsetof(ConsoleEntry, name), 0u);
+    EXPECT_EQ(offsetof(ConsoleEntry, text), sizeof(char*));
+    EXPECT_EQ(offsetof(ConsoleEntry, percent), 2 * sizeof(char*));
+    EXPECT_EQ(offsetof(ConsoleEntry, elapsedSeconds), 2 * sizeof(char*) + 4);
+
+    EXPECT_EQ(offsetof(ConsoleNode, entry), 0u);
+    EXPECT_EQ(offsetof(ConsoleNode, next), sizeof(ConsoleEntry*));
+
+    EXPECT_EQ(offsetof(ConsoleStatus, statusText), 0u);
+    EXPECT_EQ(offsetof(ConsoleStatus, overallElapsed), sizeof(char*));
+    EXPECT_EQ(offsetof(ConsoleStatus, overallPercent), sizeof(char*) + 4);
 }
 
 TEST_F(ConsoleModel, TheFirstEntryBecomesTheHeadAndTheNextFollowsIt) {

@@ -28,6 +28,13 @@ TEST_F(IoDevctl, WhatTheFrameworkHandledIsReturnedAsItIs) {
     EXPECT_EQ(consoleStatus.overallPercent, 0);
 }
 
+TEST_F(IoDevctl, TheFrameworkGetsItsContextMessageAndOcb) {
+    send(DCMD_CONSOLE_SET_PERCENT, bytesOf(42));
+    EXPECT_EQ(fakeDispatch.handedContext, &context);
+    EXPECT_EQ(fakeDispatch.handedMessage, received.data());
+    EXPECT_EQ(fakeDispatch.handedOcb, &ocb);
+}
+
 TEST_F(IoDevctl, AnyOtherCodeIsRefusedWithoutAReply) {
     for (const uint32_t code : {0x80010505u, 0x00010501u, 0x80020501u, 0x80010500u, 0x80010401u,
                                 0x80010502u, 0x800c0505u, 0xc0010501u, 0u, 0xffffffffu}) {

@@ -59,6 +59,13 @@ TEST_F(IoWrite, VerifiesThenReadsTheDataBehindTheHeader) {
     EXPECT_THAT(calls(), ElementsAre("iofunc_write_verify(null)", "resmgr_msgread(5, 16)"));
 }
 
+TEST_F(IoWrite, IsVerifiedByItsOwnContextMessageAndOcb) {
+    write("hello");
+    EXPECT_EQ(fakeDispatch.handedContext, &context);
+    EXPECT_EQ(fakeDispatch.handedMessage, fakeDispatch.clientMessage.data());
+    EXPECT_EQ(fakeDispatch.handedOcb, &ocb);
+}
+
 TEST_F(IoWrite, RefusedByTheVerifyReturnsThatErrorAndAddsNothing) {
     fakeDispatch.writeVerifyResult = EBADF;
     EXPECT_EQ(write("hello"), EBADF);

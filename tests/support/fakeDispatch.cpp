@@ -35,6 +35,12 @@ int anyDefault(resmgr_context_t*, io_read_t*, RESMGR_OCB_T*) {
     return ENOSYS;
 }
 
+void recordHanded(const void* context, const void* message, const void* ocb) {
+    fakeDispatch.handedContext = context;
+    fakeDispatch.handedMessage = message;
+    fakeDispatch.handedOcb = ocb;
+}
+
 template <typename T>
 T takeFirst(std::deque<T>* script, T whenEmpty) {
     if (script->empty())
@@ -128,18 +134,23 @@ int dispatch_handler(dispatch_context_t* context) {
     return result;
 }
 
-int iofunc_write_verify(resmgr_context_t*, io_write_t*, iofunc_ocb_t*, int* nonblock) {
+int iofunc_write_verify(resmgr_context_t* context, io_write_t* message, iofunc_ocb_t* ocb,
+                        int* nonblock) {
     recordCall("iofunc_write_verify(%s)", nullness(nonblock));
+    recordHanded(context, message, ocb);
     return fakeDispatch.writeVerifyResult;
 }
 
-int iofunc_devctl_default(resmgr_context_t*, io_devctl_t*, iofunc_ocb_t*) {
+int iofunc_devctl_default(resmgr_context_t* context, io_devctl_t* message, iofunc_ocb_t* ocb) {
     recordCall("iofunc_devctl_default()");
+    recordHanded(context, message, ocb);
     return fakeDispatch.devctlDefaultResult;
 }
 
-ssize_t resmgr_msgread(resmgr_context_t*, void* buffer, size_t size, size_t offset) {
+ssize_t resmgr_msgread(resmgr_context_t* context, void* buffer, size_t size, size_t offset) {
     recordCall("resmgr_msgread(%zu, %zu)", size, offset);
+    if (context != fakeDispatch.handedContext)  // another client's message
+        return -1;
     const std::vector<uint8_t>& message = fakeDispatch.clientMessage;
     if (offset >= message.size())
         return 0;

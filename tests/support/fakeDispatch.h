@@ -30,6 +30,11 @@ struct FakeDispatch {
     int devctlDefaultResult = _RESMGR_DEFAULT;
     std::vector<uint8_t> clientMessage;  // header and data, what resmgr_msgread reads from
 
+    // What the default handlers were last called with.
+    const void* handedContext = nullptr;
+    const void* handedMessage = nullptr;
+    const void* handedOcb = nullptr;
+
     // What the service handed over, copied at the call.
     resmgr_attr_t attachedAttributes = {};
     resmgr_connect_funcs_t attachedConnect = {};
