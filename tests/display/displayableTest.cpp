@@ -3,6 +3,11 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
 #include "display/displayableFixture.h"
 #include "support/callLog.h"
 #include "support/fakeDisplay.h"
@@ -23,6 +28,47 @@ TEST_F(Displayable, StartsWithNothingKnown) {
     EXPECT_EQ(displayable.getWidth(), 0u);
     EXPECT_EQ(displayable.getHeight(), 0u);
     EXPECT_EQ(posts(), 0);
+}
+
+size_t placeOf(const OpenDisplayable& object, const void* field) {
+    return static_cast<size_t>(static_cast<const char*>(field) -
+                               reinterpret_cast<const char*>(&object));
+}
+
+TEST_F(Displayable, HoldsItsFieldsInThisOrder) {
+    const OpenDisplayable& object = displayable;
+    const std::vector<size_t> places = {
+        placeOf(object, &object.semaphore), placeOf(object, &object.initialised),
+        placeOf(object, &object.display),   placeOf(object, &object.surface),
+        placeOf(object, &object.width),     placeOf(object, &object.height)};
+    EXPECT_EQ(places[0], sizeof(void*));  // behind the table of the virtual operations
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end()));
+    EXPECT_EQ(sizeof(object.initialised), 1u);
+    EXPECT_EQ(places[5], places[4] + sizeof(int32_t));
+}
+
+// Which entry of its class's table a virtual operation is called through. A pointer to one starts
+// with the entry's offset in bytes, in some ABIs with one added.
+template <typename Operation>
+size_t slotOf(Operation operation) {
+    size_t offset = 0;
+    memcpy(&offset, &operation, sizeof(offset));
+    return offset / sizeof(void*);
+}
+
+class WithOneOperationMore : public CDisplayable {
+public:
+    virtual void afterAllOthers() {}
+};
+
+TEST_F(Displayable, HasItsVirtualOperationsInThisOrder) {
+    EXPECT_EQ(slotOf(&CDisplayable::init), 0u);
+    EXPECT_EQ(slotOf(&CDisplayable::swapBuffers), 1u);
+    EXPECT_EQ(slotOf(&CDisplayable::evtWindowCreated), 2u);
+    EXPECT_EQ(slotOf(&CDisplayable::evtWindowResized), 3u);
+    // The two destructors, the plain and the deleting one, are 4 and 5.
+    EXPECT_EQ(slotOf(&WithOneOperationMore::afterAllOthers), 6u);
+    EXPECT_TRUE(std::has_virtual_destructor<CDisplayable>::value);
 }
 
 TEST_F(Displayable, HasOneInstance) {
@@ -184,6 +230,12 @@ TEST_F(DisplayableInit, AnyResultOfReadingTheConfigsButFalseIsSuccess) {
     init(1);
 }
 
+TEST_F(DisplayableInit, GoesOnWhenTheApiIsNotBound) {
+    fakeEgl.bindApiResult = EGL_FALSE;
+    init(1);
+    EXPECT_EQ(output.err, "");
+}
+
 TEST_F(DisplayableInit, FailsWithoutAContext) {
     fakeEgl.createsContext = false;
     expectFailure("ERROR: can't create EGL context.", "Creating context...");
@@ -227,8 +279,10 @@ TEST_F(DisplayableInit, FailsWithoutANativeWindow) {
 TEST_F(DisplayableInit, FailsWithoutASurface) {
     fakeEgl.createsSurface = false;
     fakeEgl.error = EGL_BAD_NATIVE_WINDOW;
+    displayable.surface = &displayable;  // what an earlier start may have left
     expectFailure("eglCreateWindowSurface failed with error: 0x300B",
                   "Window created.  Creating surface ...");
+    EXPECT_EQ(displayable.surface, EGL_NO_SURFACE);
     EXPECT_EQ(callCount("eglMakeCurrent"), 0);
     EXPECT_EQ(callCount("eglTerminate"), 0);
 }
@@ -241,6 +295,8 @@ TEST_F(DisplayableInit, FailsWhenTheContextIsNotMadeCurrent) {
         expectFailure("Error: can't make current surface. err=12291",
                       "Surface created.  Make current");
         EXPECT_EQ(callCount("glGetIntegerv"), 0);
+        EXPECT_NE(displayable.display, nullptr);
+        EXPECT_NE(displayable.surface, nullptr);
     }
 }
 

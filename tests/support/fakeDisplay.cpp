@@ -116,7 +116,7 @@ EGLBoolean eglGetConfigAttrib(EGLDisplay display, EGLConfig config, EGLint attri
 
 EGLBoolean eglBindAPI(EGLenum api) {
     recordCall("eglBindAPI(0x%X)", api);
-    return EGL_TRUE;
+    return fakeEgl.bindApiResult;
 }
 
 EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext shared,

@@ -25,6 +25,7 @@ struct FakeEgl {
     EGLBoolean countConfigsResult = EGL_TRUE;  // of eglGetConfigs without an array
     EGLBoolean fillConfigsResult = EGL_TRUE;   // of eglGetConfigs with one
     int configsMissingAtFill = 0;              // how many fewer the second call finds
+    EGLBoolean bindApiResult = EGL_TRUE;
     bool createsContext = true;
     bool createsSurface = true;
     EGLBoolean makeCurrentResult = EGL_TRUE;
