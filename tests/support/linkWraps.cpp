@@ -97,6 +97,8 @@ void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
 // A FreeType build adds its default modules through the same call; they are kept apart.
 FT_Error __wrap_FT_Init_FreeType(FT_Library* library) {
     recordCall("FT_Init_FreeType(%s)", *library ? "library" : "null");
+    if (!freeTypeWraps.makesLibrary)
+        return freeTypeWraps.initError;
     freeTypeWraps.initialising = true;
     const FT_Error error = __real_FT_Init_FreeType(library);
     freeTypeWraps.initialising = false;
@@ -125,7 +127,10 @@ FT_Error __wrap_FT_New_Face(FT_Library library, const char* path, FT_Long index,
 FT_Error __wrap_FT_Set_Char_Size(FT_Face face, FT_F26Dot6 width, FT_F26Dot6 height, FT_UInt xDpi,
                                  FT_UInt yDpi) {
     recordCall("FT_Set_Char_Size(%ld, %ld, %u, %u)", width, height, xDpi, yDpi);
-    return __real_FT_Set_Char_Size(face, width, height, xDpi, yDpi);
+    const FT_Error error = __real_FT_Set_Char_Size(face, width, height, xDpi, yDpi);
+    if (freeTypeWraps.afterSetSize)
+        freeTypeWraps.afterSetSize(face->size->metrics);
+    return freeTypeWraps.setSizeError ? freeTypeWraps.setSizeError : error;
 }
 
 FT_Error __wrap_FT_Load_Char(FT_Face face, FT_ULong code, FT_Int32 flags) {

@@ -23,9 +23,12 @@ struct HeapWraps {
 // FreeType's own result stands where the script is silent.
 struct FreeTypeWraps {
     FT_Error initError = 0;                // the library is made all the same
+    bool makesLibrary = true;              // otherwise the handle stays null
     std::map<int, FT_Error> moduleErrors;  // by the count of the call, from 0
     FT_Error newFaceError = 0;
-    FT_Error doneError = 0;  // the library is freed all the same
+    FT_Error setSizeError = 0;                           // the size is set all the same
+    std::function<void(FT_Size_Metrics&)> afterSetSize;  // may change what the size came to
+    FT_Error doneError = 0;                              // the library is freed all the same
     std::set<FT_ULong> unloadable;
     std::function<void(FT_Face, FT_ULong)>
         afterLoad;  // may change the slot; its bitmap is put back

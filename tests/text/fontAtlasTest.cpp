@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include FT_MODULE_H
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -83,6 +84,26 @@ TEST_F(InitFont, PrintsAFailedInitialisationAndGoesOn) {
     EXPECT_EQ(callCount("FT_New_Face"), 1);
 }
 
+TEST_F(InitFont, WithoutALibraryPrintsEveryStepAndOpensNoFace) {
+    freeTypeWraps.initError = 64;
+    freeTypeWraps.makesLibrary = false;
+    const Output output = outputOf([] {
+        initFont(kFont);
+        buildFontAtlas(12);
+        releaseFont();
+    });
+    EXPECT_EQ(output.err,
+              "FreeType: initialisation failed, error: 64\n"
+              "FreeType: smooth renderer module insert failed, error: 33\n"
+              "FreeType: sfnt module insert failed, error: 33\n"
+              "FreeType: TrueType font driver module insert failed, error: 33\n"
+              "FreeType: create new face failed, error: 33\n"
+              "FreeType: deinitialisation failed, error: 33\n");
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(fontAtlas.face, nullptr);
+    EXPECT_THAT(fakeGl.textures, IsEmpty());
+}
+
 TEST_F(InitFont, PrintsEachFailedModuleAndGoesOn) {
     freeTypeWraps.moduleErrors = {{0, 11}, {1, 12}, {2, 13}};
     const Output output = outputOf([] { initFont(nullptr); });
@@ -146,6 +167,30 @@ TEST_F(InitFont, SomethingThatIsNoFontIsOfUnknownFormat) {
     const TestFile text(std::string(1000, 'x'));
     const Output output = outputOf([&] { initFont(text.path.c_str()); });
     EXPECT_EQ(output.out, "FreeType: unknown file format\n");
+}
+
+TEST_F(FontAtlasTest, HoldsItsFieldsInThisOrder) {
+    EXPECT_EQ(offsetof(FontAtlas, library), 0u);
+    EXPECT_EQ(offsetof(FontAtlas, face), sizeof(void*));
+    EXPECT_EQ(offsetof(FontAtlas, glyphs), 2 * sizeof(void*));
+    constexpr size_t kBehindTheTable = offsetof(FontAtlas, glyphs) + 256 * 7 * 4;
+    EXPECT_EQ(offsetof(FontAtlas, lineHeight), kBehindTheTable);
+    EXPECT_EQ(offsetof(FontAtlas, descender), kBehindTheTable + 4);
+    EXPECT_EQ(offsetof(FontAtlas, maxAdvance), kBehindTheTable + 8);
+    EXPECT_EQ(offsetof(FontAtlas, textureWidth), kBehindTheTable + 12);
+    EXPECT_EQ(offsetof(FontAtlas, textureHeight), kBehindTheTable + 16);
+}
+
+TEST_F(FontAtlasTest, AGlyphHoldsItsSevenNumbersInThisOrder) {
+    const GlyphInfo glyph = {1, 2, 3, 4, 5, 6, 7};
+    EXPECT_EQ(sizeof(glyph), 7u * 4u);
+    EXPECT_EQ(glyph.atlasX, 1);
+    EXPECT_EQ(glyph.atlasY, 2);
+    EXPECT_EQ(glyph.width, 3);
+    EXPECT_EQ(glyph.height, 4);
+    EXPECT_EQ(glyph.bearingX, 5);
+    EXPECT_EQ(glyph.bearingY, 6);
+    EXPECT_EQ(glyph.advance, 7);
 }
 
 // The whole atlas of `font` at `size` points, as FreeType gives it to this test directly.
@@ -313,6 +358,56 @@ TEST_F(BuildFontAtlas, MetricsAreCutTowardZero) {
     EXPECT_EQ(glyph.bearingX, -1);
     EXPECT_EQ(glyph.bearingY, 0);
     EXPECT_EQ(glyph.advance, 1);
+}
+
+TEST_F(BuildFontAtlas, TheLinesMetricsAreCutTowardZero) {
+    freeTypeWraps.afterSetSize = [](FT_Size_Metrics& metrics) {
+        metrics.height = 95;
+        metrics.descender = -96;
+        metrics.max_advance = 127;
+    };
+    buildAtlas(kFont, 12);
+    EXPECT_EQ(fontAtlas.lineHeight, 1);
+    EXPECT_EQ(fontAtlas.descender, -1);
+    EXPECT_EQ(fontAtlas.maxAdvance, 1);
+}
+
+TEST_F(BuildFontAtlas, CellsAreAsWideAndAsHighAsTheEmInEitherDirection) {
+    freeTypeWraps.afterSetSize = [](FT_Size_Metrics& metrics) {
+        metrics.x_ppem = 10;
+        metrics.y_ppem = 30;
+    };
+    buildAtlas(kFont, 12);
+    EXPECT_EQ(fontAtlas.textureWidth, 256);
+    EXPECT_EQ(fontAtlas.textureHeight, 512);
+    EXPECT_EQ(fontAtlas.glyphs['A'].atlasX, 10);
+    EXPECT_EQ(fontAtlas.glyphs['A'].atlasY, 120);
+}
+
+TEST_F(BuildFontAtlas, DoesNotExamineWhetherTheSizeWasSet) {
+    freeTypeWraps.setSizeError = 23;
+    const Output output = outputOf([] { buildAtlas(kFont, 12); });
+    EXPECT_EQ(output.out + output.err, "");
+    EXPECT_EQ(callCount("FT_Load_Char"), 256);
+    EXPECT_EQ(fakeGl.textures.size(), 1u);
+}
+
+TEST_F(BuildFontAtlas, TakesTheRowsOfABitmapAsFarApartAsItIsWide) {
+    static uint8_t coverage[] = {1, 2, 3, 4, 5, 6};
+    freeTypeWraps.afterLoad = [](FT_Face face, FT_ULong code) {
+        FT_Bitmap& bitmap = face->glyph->bitmap;
+        bitmap.buffer = coverage;
+        bitmap.width = code == 0 ? 2 : 0;
+        bitmap.rows = code == 0 ? 2 : 0;
+        bitmap.pitch = 4;
+        bitmap.pixel_mode = FT_PIXEL_MODE_GRAY;
+    };
+    buildAtlas(kFont, 12);
+    const std::vector<uint8_t>& texels = fakeGl.textures.at(0).bytes;
+    EXPECT_EQ(texels[0], 1);
+    EXPECT_EQ(texels[1], 2);
+    EXPECT_EQ(texels[512], 3);
+    EXPECT_EQ(texels[513], 4);
 }
 
 // Every code renders as a block of `width` x `rows` full texels.
