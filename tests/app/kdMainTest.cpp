@@ -123,9 +123,12 @@ TEST_F(KdMain, ShowsALogoInsteadOfTheFirstFrame) {
 }
 
 TEST_F(KdMain, DrawsTheFirstFrameInTheColoursOfTheSettings) {
-    run({"-p", VELKARIS_TEST_FONT, "-B", "010203", "-S", "ff0000"});
+    addItem("a", "label", 0);
+    run({"-p", VELKARIS_TEST_FONT, "-B", "010203", "-S", "ff0000", "-F", "00ff00", "-P", "0000ff"});
     EXPECT_EQ(callCount("glClearColor(0.00392156886, 0.00784313772, 0.0117647061, 1)"), 1);
     EXPECT_EQ(callCount("glUniform4f(u_fColor, 1, 0, 0, 1)"), 1);
+    EXPECT_EQ(callCount("glUniform4f(u_fColor, 0, 1, 0, 1)"), 1);
+    EXPECT_EQ(callCount("glBlendColor(0, 0, 1, 1)"), 1);
     EXPECT_EQ(callCount("eglSwapBuffers"), 1);
 }
 
@@ -184,6 +187,12 @@ TEST_F(KdMain, AttachesTheDeviceWithTheseTablesAndAttributes) {
     EXPECT_NE(fakeDispatch.attachedIo.read, nullptr);  // the framework's
     EXPECT_EQ(fakeDispatch.attachedNode.mode, 0x51b6u);
     EXPECT_EQ(fakeDispatch.attachedPath, "/dev/Velkaris");
+}
+
+TEST_F(KdMain, AttachesTheDeviceAtThePathOfTheSettings) {
+    appSettings.devicePath = "/dev/another";
+    run();
+    EXPECT_EQ(fakeDispatch.attachedPath, "/dev/another");
 }
 
 TEST_F(KdMain, ArmsAPulseOfOneSecond) {

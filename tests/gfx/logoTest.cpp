@@ -87,11 +87,13 @@ TEST_F(LoadLogo, GivesImageAndBufferBack) {
 }
 
 TEST_F(LoadLogo, WithoutTheLibraryEndsTheProcess) {
-    fakeImage.attachResult = IMG_ERR_CFG;
-    const ChildEnd end = runInChild([] { loadLogoTexture("logo.png"); });
-    EXPECT_EQ(end.exitStatus, kFailureStatus);
-    EXPECT_EQ(end.err, "img_lib_attach() failed: 7\n");
-    EXPECT_EQ(end.out, "");
+    for (const int error : {static_cast<int>(IMG_ERR_CFG), -1}) {
+        fakeImage.attachResult = error;
+        const ChildEnd end = runInChild([] { loadLogoTexture("logo.png"); });
+        EXPECT_EQ(end.exitStatus, kFailureStatus);
+        EXPECT_EQ(end.err, "img_lib_attach() failed: " + std::to_string(error) + "\n");
+        EXPECT_EQ(end.out, "");
+    }
 }
 
 TEST_F(LoadLogo, OfAFileThatCannotBeLoadedEndsTheProcess) {
@@ -164,6 +166,7 @@ TEST_F(DrawLogo, OneWiderThanTheAreaLiesFarOutside) {
     load(1281, 50);
     drawLogo();
     EXPECT_EQ(corners()[0], 4294967295.0f * 0.5f);
+    EXPECT_EQ(corners()[3], 4294967295.0f * 0.5f + 1281);
     EXPECT_EQ(corners()[7], 215);
 }
 
@@ -171,6 +174,7 @@ TEST_F(DrawLogo, OneHigherThanTheAreaLiesFarOutside) {
     load(100, 481);
     drawLogo();
     EXPECT_EQ(corners()[0], 590);
+    EXPECT_EQ(corners()[1], 4294967295.0f * 0.5f + 481);
     EXPECT_EQ(corners()[7], 4294967295.0f * 0.5f);
 }
 

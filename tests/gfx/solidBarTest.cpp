@@ -63,6 +63,13 @@ TEST_F(SolidBar, OfTheGreatestWidthDoesNotWrapRound) {
     EXPECT_EQ(corners()[6], 2147483648.0f);
 }
 
+TEST_F(SolidBar, ItsTopIsSummedBeforeItBecomesAFloat) {
+    // Floats of this size are two apart: the bottom would lose one, and the sum with it.
+    fontAtlas.lineHeight = 18;
+    drawSolidBar(16777219, 1, 1, 1, 1);
+    EXPECT_EQ(corners()[4], 16777236.0f);
+}
+
 TEST_F(SolidBar, UploadsTheTransformOfTheArea) {
     useArea(640, 200);
     drawSolidBar(0, 1, 1, 1, 1);

@@ -72,6 +72,12 @@ TEST_F(Frame, ShowsStatusTextAndOverallTime) {
     EXPECT_EQ(drawnScreen()[2], "text 1190 466 ffffff 01:02:05");
 }
 
+TEST_F(Frame, AnOverallTimeBeyondTenBytesLosesItsEnd) {
+    consoleStatus.overallElapsed = 3600000;
+    draw();
+    EXPECT_EQ(drawnScreen()[2], "text 1180 466 ffffff 1000:00:0");
+}
+
 TEST_F(Frame, ShowsTheNewest23Of30LinesOn480Pixels) {
     addLines(30);
     const std::vector<std::string> drawn = rows();

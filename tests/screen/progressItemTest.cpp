@@ -71,6 +71,17 @@ TEST_F(ProgressItem, TheBarFollowsThePercentCutTowardZero) {
         EXPECT_EQ(barAt(edge.percent), edge.bar) << edge.percent;
 }
 
+TEST_F(ProgressItem, TheBarIsReckonedInSinglePrecision) {
+    useArea(240, 480);                                   // a full bar of 100 pixels
+    EXPECT_EQ(barAt(29), "bar 10..39 100..116 ffffff");  // a double would be cut to 28
+    EXPECT_EQ(barAt(53), "bar 10..62 100..116 ffffff");  // and 53 times 100 / 100 would stay 53
+}
+
+TEST_F(ProgressItem, ATimeBeyondTenBytesLosesItsEnd) {
+    draw(0, 3600000);
+    EXPECT_EQ(drawnScreen().at(2), "text 1202 100 ffffff 1000:00:0");
+}
+
 TEST_F(ProgressItem, TheFullBarEndsTwentyPixelsBeforeThePercentage) {
     EXPECT_EQ(barAt(100), "bar 10..1150 100..116 ffffff");
     EXPECT_EQ(percentageAt(100), "text 1170 100 ffffff 100%");
