@@ -2,6 +2,7 @@
 
 #include <GLES2/gl2.h>
 #include FT_MODULE_H
+#include FT_TRUETYPE_TABLES_H
 
 #include <cstdio>
 #include <cstdlib>
@@ -37,16 +38,38 @@ constexpr FontModule kFontModules[] = {
 
 // What a FreeType build may put into a new library by itself; drivers before what they use.
 constexpr const char* kDefaultModules[] = {
-    "autofitter",  "truetype", "type1",   "cff",     "t1cid",    "pfr",  "type42",  "winfonts",
-    "pcf",         "bdf",      "psaux",   "psnames", "pshinter", "sfnt", "smooth",  "smooth-lcd",
-    "smooth-lcdv", "raster1",  "raster5", "ot-svg",  "sdf",      "bsdf", "gxvalid", "otvalid",
+    "autofitter", "truetype", "type1",  "cff",      "t1cid", "pfr",     "type42",     "winfonts",
+    "pcf",        "bdf",      "psaux",  "pshinter", "sfnt",  "smooth",  "smooth-lcd", "smooth-lcdv",
+    "raster1",    "raster5",  "ot-svg", "sdf",      "bsdf",  "gxvalid", "otvalid",
 };
 
+// A default module that stays until the face is open: FreeType calls it, without asking whether it
+// is there, for a font that names its glyphs but has no Unicode map.
+constexpr const char* kGlyphNamesModule = "psnames";
+
+void removeModule(FT_Library library, const char* name) {
+    if (FT_Module module = FT_Get_Module(library, name))
+        FT_Remove_Module(library, module);
+}
+
 void removeDefaultModules(FT_Library library) {
-    for (const char* name : kDefaultModules) {
-        if (FT_Module module = FT_Get_Module(library, name))
-            FT_Remove_Module(library, module);
-    }
+    for (const char* name : kDefaultModules)
+        removeModule(library, name);
+}
+
+// Whether FreeType made the map from the glyphs' names; one of the font's own has a format.
+bool isMadeFromNames(FT_CharMap map) {
+    return map && FT_Get_CMap_Format(map) < 0;
+}
+
+void openFace(const char* fontPath) {
+    const FT_Error error = FT_New_Face(fontAtlas.library, fontPath, 0, &fontAtlas.face);
+    if (error == FT_Err_Unknown_File_Format)
+        printf("FreeType: unknown file format\n");  // on standard output, unlike its siblings
+    else if (error != 0)
+        fprintf(stderr, "FreeType: create new face failed, error: %d\n", error);
+    else if (isMadeFromNames(fontAtlas.face->charmap))
+        fontAtlas.face->charmap = nullptr;  // codes are glyph numbers then
 }
 
 // A division, because a shift would turn -1.5 pixels into -2 instead of -1.
@@ -107,13 +130,9 @@ void initFont(const char* fontPath) {
             fprintf(stderr, module.failure, error);
     }
 
-    if (!fontPath)
-        return;
-    const FT_Error error = FT_New_Face(fontAtlas.library, fontPath, 0, &fontAtlas.face);
-    if (error == FT_Err_Unknown_File_Format)
-        printf("FreeType: unknown file format\n");  // on standard output, unlike its siblings
-    else if (error != 0)
-        fprintf(stderr, "FreeType: create new face failed, error: %d\n", error);
+    if (fontPath)
+        openFace(fontPath);
+    removeModule(fontAtlas.library, kGlyphNamesModule);
 }
 
 void buildFontAtlas(int32_t fontSize) {

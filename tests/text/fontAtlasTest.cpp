@@ -338,6 +338,25 @@ TEST_F(BuildFontAtlas, ACodeThatTheFontLacksGetsItsMissingGlyph) {
     EXPECT_EQ(fontAtlas.glyphs[1].advance, towardZero(face->glyph->metrics.horiAdvance));
 }
 
+TEST_F(BuildFontAtlas, WithoutACharacterMapACodeIsTheGlyphsNumber) {
+    std::string contents = contentsOf(kFont);
+    const size_t tag = contents.find("cmap");
+    ASSERT_NE(tag, std::string::npos);
+    contents[tag] = 'x';  // a table that nothing asks for
+    const TestFile font(contents);
+    buildAtlas(font.path.c_str(), 12);
+    FT_Face face = fontAtlas.face;
+    ASSERT_NE(face, nullptr);
+    ASSERT_EQ(face->charmap, nullptr);
+    for (const int code : {1, 36, 65, 255}) {
+        ASSERT_EQ(FT_Load_Glyph(face, static_cast<FT_UInt>(code), FT_LOAD_RENDER), 0);
+        EXPECT_EQ(fontAtlas.glyphs[code].width, towardZero(face->glyph->metrics.width)) << code;
+        EXPECT_EQ(fontAtlas.glyphs[code].height, towardZero(face->glyph->metrics.height)) << code;
+        EXPECT_EQ(fontAtlas.glyphs[code].bearingX, towardZero(face->glyph->metrics.horiBearingX))
+            << code;
+    }
+}
+
 TEST_F(BuildFontAtlas, ACodeThatCannotBeLoadedKeepsAnAllZeroRecord) {
     freeTypeWraps.unloadable = {'A'};
     const Output output = outputOf([] { buildAtlas(kFont, 12); });
