@@ -124,9 +124,9 @@ TEST_F(Settings, WhatIsNoNumberCountsAsZero) {
 }
 
 TEST_F(Settings, NumbersAreTakenAsTheyStand) {
-    parse({"-p", "f", "-f", "-4", "-t", "12x"});
+    parse({"-p", "f", "-f", "-4", "-t", "-12x"});
     EXPECT_EQ(appSettings.fontSize, -4);
-    EXPECT_EQ(appSettings.logoTime, 12);
+    EXPECT_EQ(appSettings.logoTime, -12);
 }
 
 TEST_F(Settings, AnEmptyFontPathIsAPath) {

@@ -381,7 +381,7 @@ TEST_F(BuildFontAtlas, MetricsAreCutTowardZero) {
 
 TEST_F(BuildFontAtlas, TheLinesMetricsAreCutTowardZero) {
     freeTypeWraps.afterSetSize = [](FT_Size_Metrics& metrics) {
-        metrics.height = 95;
+        metrics.height = 127;
         metrics.descender = -96;
         metrics.max_advance = 127;
     };
