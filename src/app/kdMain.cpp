@@ -10,10 +10,11 @@
 
 // Returns 1 when bring-up or the message loop fails; it does not return otherwise.
 KDint kdMain(KDint argc, const KDchar* const* argv) {
+    parseSettings(argc, argv);
+
     // Line by line also into a file or a pipe, so that a killed service leaves its log whole.
     setvbuf(stdout, nullptr, _IOLBF, 0);
 
-    parseSettings(argc, argv);
     const char* const programName = argv[0];
     if (!openDisplay(programName))
         return 1;
