@@ -358,10 +358,11 @@ TEST_F(BuildFontAtlas, WithoutACharacterMapACodeIsTheGlyphsNumber) {
 }
 
 TEST_F(BuildFontAtlas, ACodeThatCannotBeLoadedKeepsAnAllZeroRecord) {
-    freeTypeWraps.unloadable = {'A'};
+    freeTypeWraps.unloadable = {0, 'A'};
     const Output output = outputOf([] { buildAtlas(kFont, 12); });
     const GlyphInfo nothing = {};
-    EXPECT_EQ(memcmp(&fontAtlas.glyphs['A'], &nothing, sizeof(nothing)), 0);
+    for (const FT_ULong code : freeTypeWraps.unloadable)
+        EXPECT_EQ(memcmp(&fontAtlas.glyphs[code], &nothing, sizeof(nothing)), 0) << code;
     EXPECT_GT(fontAtlas.glyphs['B'].advance, 0);
     EXPECT_EQ(output.out + output.err, "");
 }
