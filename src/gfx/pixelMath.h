@@ -7,8 +7,8 @@
 // above 255 gives more than 1.
 float colorComponent(uint32_t value);
 
-// The smallest power of two not below `value`; 0 stays 0, any other negative value than the least
-// gives 1. Beyond 2^30 only powers of two are allowed.
+// The smallest power of two not below `value`, which may go up to 2^30. 0 and the least 32-bit
+// value stay as they are, any other negative one gives 1.
 int32_t nextPowerOfTwo(int32_t value);
 
 // The transform of every draw into `matrix`, column by column: pixels of a `width` x `height`

@@ -35,7 +35,8 @@ struct FontAtlas {
 extern FontAtlas fontAtlas;
 
 // Initialises FreeType with exactly the smooth renderer, the SFNT module and the TrueType driver,
-// and opens face 0 of the file. Failures are printed, and start-up goes on without a face.
+// and opens face 0 of the file; of a face without a Unicode map, codes are the glyphs' numbers.
+// Failures are printed, and start-up goes on without a face.
 void initFont(const char* fontPath);
 
 // Renders the atlas at `fontSize` points at 120 dpi and uploads it into the bound texture; needs a
