@@ -293,7 +293,7 @@ class BootedConsole(unittest.TestCase):
         self.machine.run(f"echo from another >{successor.node}")
         self.assertNotEqual(successor.frame(successor.awaitNextFrame()), blank)
         self.assertEqual(successor.signal("INT"), 0)
-        self.machine.run("! grep velkaris /proc/mounts")
+        self.machine.run(f"! grep {successor.node} /proc/mounts")
 
     def testPowerOffIsNotHeldUp(self):
         console = self.startOnDisplay("last", f"kms:/dev/dri/{self.cardOf('bochs-drm')}")
