@@ -59,7 +59,7 @@ off_t FollowedFile::startOfLastLines(unsigned int lines, off_t size) const {
 FollowedFile::Event FollowedFile::read(std::string& bytes) {
     bytes.clear();
     if (!fd_)
-        return turnToNewFile();
+        return lookForNewFile();
     Piece piece;
     const ssize_t got = pread(fd_.get(), piece.data(), piece.size(), position_);
     if (got > 0) {
@@ -72,20 +72,25 @@ FollowedFile::Event FollowedFile::read(std::string& bytes) {
         position_ = 0;
         return Event::kCut;
     }
-    return turnToNewFile();
+    return next_ ? turnToNewFile() : lookForNewFile();
 }
 
-FollowedFile::Event FollowedFile::turnToNewFile() {
+FollowedFile::Event FollowedFile::lookForNewFile() {
     OwnedFd found = openForReading(path_);
     struct stat there;
     if (!found || fstat(found.get(), &there) != 0 || !S_ISREG(there.st_mode))
         return std::exchange(goneTold_, true) ? Event::kNone : Event::kGone;
     struct stat ours;
-    if (fd_ && fstat(fd_.get(), &ours) == 0 && ours.st_dev == there.st_dev &&
-        ours.st_ino == there.st_ino)
+    if (fd_ && fstat(fd_.get(), &ours) == 0 &&
+        ((ours.st_dev == there.st_dev && ours.st_ino == there.st_ino) || there.st_size == 0))
         return Event::kNone;
+    next_ = std::move(found);
+    return fd_ ? Event::kSucceeded : turnToNewFile();
+}
+
+FollowedFile::Event FollowedFile::turnToNewFile() {
     const bool wasThere = static_cast<bool>(fd_);
-    fd_ = std::move(found);
+    fd_ = std::move(next_);
     position_ = 0;
     goneTold_ = false;
     return wasThere ? Event::kReplaced : Event::kAppeared;

@@ -16,21 +16,25 @@ public:
     // that cannot be opened yet is looked for by every read().
     int open(unsigned int lines);
 
-    // What happened to the file when read() was called, for those who tell.
-    enum class Event { kNone, kAppeared, kReplaced, kCut, kGone };
+    // What happened to the file when read() was called, for those who tell. After kSucceeded it is
+    // read once more, up to kReplaced.
+    enum class Event { kNone, kAppeared, kSucceeded, kReplaced, kCut, kGone };
 
-    // Puts the next bytes into `bytes`, none if there are none now. Reads a file to its end before
-    // it turns to another one.
+    // Puts the next bytes into `bytes`, none if there are none now. Keeps to a file until another
+    // one that has taken its name has something in it, and reads it to its end once more then: who
+    // writes to it turns to the other one first.
     Event read(std::string& bytes);
 
     const std::string& path() const { return path_; }
 
 private:
+    Event lookForNewFile();
     Event turnToNewFile();
     off_t startOfLastLines(unsigned int lines, off_t size) const;
 
     std::string path_;
     OwnedFd fd_;
+    OwnedFd next_;  // has taken the name, is turned to at the end of fd_
     off_t position_ = 0;
     bool goneTold_ = false;
 };

@@ -66,13 +66,14 @@ int Tail::showNewsOf(Followed& followed) {
     for (;;) {
         const FollowedFile::Event event = followed.file.read(bytes);
         switch (event) {
-            case FollowedFile::Event::kNone: break;
+            case FollowedFile::Event::kNone:
+            case FollowedFile::Event::kSucceeded: break;
             case FollowedFile::Event::kAppeared: tell(followed, "appeared"); break;
             case FollowedFile::Event::kReplaced: tell(followed, "replaced"); break;
             case FollowedFile::Event::kCut: tell(followed, "cut"); break;
             case FollowedFile::Event::kGone: tell(followed, "gone"); break;
         }
-        if (event != FollowedFile::Event::kNone)
+        if (event != FollowedFile::Event::kNone && event != FollowedFile::Event::kSucceeded)
             followed.lines.end();  // nobody is going to complete that line
         followed.lines.feed(bytes);
         if (const int status = send(followed))

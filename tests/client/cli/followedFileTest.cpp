@@ -73,6 +73,7 @@ TEST_F(FollowedFileTest, ReadsAReplacedFileToItsEndFirst) {
     std::filesystem::rename(path, folder.file("log.1"));
     write("three\n");
     EXPECT_EQ(news(), "two\n");
+    EXPECT_EQ(news(Event::kSucceeded), "");
     EXPECT_EQ(news(Event::kReplaced), "");
     EXPECT_EQ(news(), "three\n");
 }
@@ -83,6 +84,33 @@ TEST_F(FollowedFileTest, BeginsAgainWhenTheFileIsCut) {
     write("new\n");
     EXPECT_EQ(news(Event::kCut), "");
     EXPECT_EQ(news(), "new\n");
+}
+
+TEST_F(FollowedFileTest, ReadsWhatCameWhileItLookedForTheNextFile) {
+    write("one\n");
+    ASSERT_EQ(file.open(0), 0);
+    std::filesystem::rename(path, folder.file("log.1"));
+    write("three\n");
+    EXPECT_EQ(news(Event::kSucceeded), "");
+    std::ofstream(folder.file("log.1"), std::ios::app) << "two\n";
+    EXPECT_EQ(news(), "two\n");
+    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(), "three\n");
+}
+
+TEST_F(FollowedFileTest, KeepsToAFileUntilTheNextOneIsWrittenTo) {
+    write("one\n");
+    ASSERT_EQ(file.open(0), 0);
+    std::filesystem::rename(path, folder.file("log.1"));
+    write("");
+    EXPECT_EQ(news(), "");
+    std::ofstream(folder.file("log.1"), std::ios::app) << "two\n";
+    EXPECT_EQ(news(), "two\n");
+    EXPECT_EQ(news(), "");
+    append("three\n");
+    EXPECT_EQ(news(Event::kSucceeded), "");
+    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(), "three\n");
 }
 
 TEST_F(FollowedFileTest, WaitsForAFileThatIsNotThere) {
@@ -100,6 +128,7 @@ TEST_F(FollowedFileTest, TellsOnceThatTheFileIsGone) {
     EXPECT_EQ(news(Event::kGone), "");
     EXPECT_EQ(news(), "");
     write("y\n");
+    EXPECT_EQ(news(Event::kSucceeded), "");
     EXPECT_EQ(news(Event::kReplaced), "");
     EXPECT_EQ(news(), "y\n");
 }
