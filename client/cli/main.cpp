@@ -57,8 +57,9 @@ constexpr Verb kVerbs[] = {
     {"demo", "[--seconds N]", "play a sample flashing session",
      "  --seconds N        how long the session takes (default: 30)\n", 0, 0, demoVerb},
     {"wait", "[--seconds N]", "wait until a console answers",
-     "  --seconds N        give up after N seconds, with status 3 (default: never)\n", 0, 0,
-     waitVerb},
+     "  --seconds N        give up after N seconds, with status 3 (default: never)\n\n"
+     "What waiting does not mend, such as no permission, ends it at once with status 1.\n",
+     0, 0, waitVerb},
 };
 
 constexpr char kGlobalOptions[] =

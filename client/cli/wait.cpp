@@ -26,23 +26,30 @@ struct Deadline {
     bool passed() const { return !never && left().count() == 0; }
 };
 
-// Options whose time limit does not reach beyond the deadline, and whose failures are not news.
-Options attemptOptions(const Options& options, const Deadline& deadline) {
-    Options attempt = options;
-    attempt.quiet = true;
-    if (!deadline.never) {
-        const auto left = static_cast<unsigned int>(deadline.left().count());
-        attempt.timeLimit = std::max(1u, attempt.timeLimit == VELKARIS_NO_TIME_LIMIT
-                                             ? left
-                                             : std::min(attempt.timeLimit, left));
-    }
-    return attempt;
+// Waiting mends everything else: a console that starts, a shortage.
+bool staysSo(int error) {
+    return error == EACCES || error == EPERM || error == ENOTDIR || error == ELOOP ||
+           error == ENAMETOOLONG;
 }
 
-int attempt(const Options& options) {
-    Session session(options);
-    const int status = session.open();
-    return status == kDone ? session.report(velkaris_check(session.console())) : status;
+// An attempt takes no longer than until the deadline, unless that is so near that even a console that
+// is there could not answer.
+unsigned int attemptLimit(const Options& options, const Deadline& deadline) {
+    constexpr milliseconds kShortest{1000};
+    if (deadline.never)
+        return options.timeLimit;
+    const auto left = static_cast<unsigned int>(std::max(kShortest, deadline.left()).count());
+    return options.timeLimit == VELKARIS_NO_TIME_LIMIT ? left : std::min(options.timeLimit, left);
+}
+
+// Failures are not news yet, so this says nothing.
+int attempt(const Options& options, unsigned int limit) {
+    velkaris_console* console = nullptr;
+    int error = velkaris_open(&console, options.device ? options.device->c_str() : nullptr, limit);
+    if (error == 0)
+        error = velkaris_check(console);
+    velkaris_close(console);
+    return error;
 }
 
 }  // namespace
@@ -50,12 +57,15 @@ int attempt(const Options& options) {
 int waitVerb(const Options& options, const Operands&) {
     const Deadline deadline{!options.seconds,
                             Clock::now() + std::chrono::seconds(options.seconds.value_or(0))};
+    const Session session(options);
     for (;;) {
-        const Options quiet = attemptOptions(options, deadline);
-        if (attempt(quiet) == kDone)
-            return kDone;
-        if (deadline.passed())
-            return Session(options).report(ENODEV);
+        const int error = attempt(options, attemptLimit(options, deadline));
+        if (error == 0 || staysSo(error))
+            return session.report(error);
+        if (deadline.passed()) {
+            session.report(error);
+            return kNoConsole;
+        }
         std::this_thread::sleep_for(deadline.never ? kPause : std::min(kPause, deadline.left()));
     }
 }

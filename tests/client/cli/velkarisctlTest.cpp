@@ -151,6 +151,26 @@ TEST_F(Velkarisctl, WaitsForAConsoleThatComesLater) {
     EXPECT_EQ(waiting.finish().status, 0);
 }
 
+TEST_F(Velkarisctl, WaitingEndsAtOnceWhereItMendsNothing) {
+    std::filesystem::create_symlink("circle", folder.file("circle"));
+    for (const std::string& hopeless :
+         {path + "/below", folder.file("circle"), folder.file(std::string(300, 'x'))}) {
+        const Outcome outcome = run({"-d", hopeless, "wait"});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.errors, HasSubstr(hopeless + ": "));
+    }
+}
+
+TEST_F(Velkarisctl, WaitingSaysInTheEndWhatStoodInTheWay) {
+    const Outcome none = run({"-d", folder.file("none"), "wait", "--seconds", "0"});
+    EXPECT_EQ(none.status, 3);
+    EXPECT_THAT(none.errors, HasSubstr("no console is there"));
+    node->stall();
+    const Outcome stalled = run({"wait", "--seconds", "0"});
+    EXPECT_EQ(stalled.status, 3);
+    EXPECT_THAT(stalled.errors, HasSubstr("does not answer"));
+}
+
 TEST_F(Velkarisctl, TheDemoBringsEveryItemTo100) {
     EXPECT_EQ(run({"demo", "--seconds", "1"}).status, 0);
     const std::vector<Received> received = node->received();
