@@ -10,7 +10,7 @@ constexpr char kDelete = '\x7f';
 constexpr size_t kTabWidth = 8;
 
 bool isControl(char c) {
-    return (c >= 0 && c < ' ') || c == kDelete;
+    return static_cast<unsigned char>(c) < ' ' || c == kDelete;
 }
 
 bool isContinuation(char c) {
