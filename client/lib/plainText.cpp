@@ -42,7 +42,8 @@ private:
 };
 
 bool isPlain(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) > 0; });
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<signed char>(c) > 0; });
 }
 
 int transliterate(std::string_view text, std::string& plain) {

@@ -144,8 +144,12 @@ int velkaris_write(velkaris_console* console, const char* text, size_t length) {
         return EINVAL;
     return guarded([=] {
         std::string plain;
+        if (length > VELKARIS_TEXT_BYTES)
+            return EMSGSIZE;
         if (const int error = console->plain({text, length}, plain))
             return error;
+        if (plain.size() > VELKARIS_TEXT_BYTES)
+            return EMSGSIZE;
         return plain.empty() ? 0 : console->send({textMessage(std::move(plain))});
     });
 }

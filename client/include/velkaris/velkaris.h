@@ -1,5 +1,5 @@
 // The client interface of the Velkaris status console: lines of text, a status text, an overall
-// percent and named progress items, from C99 and C++.
+// percent and named progress items, from C99 and C++98.
 //
 // Every function returns 0 or an error number, for which velkaris_error_text() has a text. Nothing
 // here prints, ends the process, touches a signal handler or keeps state outside of a handle.
@@ -8,7 +8,7 @@
 // Error numbers, beyond those that the system itself reports (EACCES, EMFILE, ...):
 //   ENODEV     no console is there, or it went away and has not come back
 //   ETIMEDOUT  the console did not answer within the handle's time limit
-//   EMSGSIZE   name, label or status text do not fit in one command; nothing was sent
+//   EMSGSIZE   the text, or name and label, do not fit in one message; nothing was sent
 //   EILSEQ     VELKARIS_TEXT_REFUSE is set and the text is not plain ASCII; nothing was sent
 //   EINVAL     a null pointer or a value outside of its enumeration; nothing was sent
 //   ENOMEM, EAGAIN  no memory, or no thread could be started; nothing was sent
@@ -28,10 +28,11 @@ extern "C" {
 #endif
 
 enum {
-    VELKARIS_NO_TIME_LIMIT = 0,            // milliseconds; wait for as long as it takes
-    VELKARIS_DEFAULT_TIME_LIMIT = 10000,   // milliseconds
-    VELKARIS_STATUS_BYTES = 2031,          // the longest status text, without its NUL
-    VELKARIS_NAME_AND_LABEL_BYTES = 2018,  // the longest name and label together, without NULs
+    VELKARIS_NO_TIME_LIMIT = 0,           // milliseconds; wait for as long as it takes
+    VELKARIS_DEFAULT_TIME_LIMIT = 10000,  // milliseconds
+    VELKARIS_TEXT_BYTES = 0x7ffff000,     // the longest written text: what one call takes
+    VELKARIS_STATUS_BYTES = 2031,         // the longest status text, without its NUL
+    VELKARIS_NAME_AND_LABEL_BYTES = 2018  // the longest name and label together, without NULs
 };
 
 // What happens to text that the console has no glyphs for: everything outside of ASCII, and a NUL
@@ -40,12 +41,12 @@ enum {
 enum velkaris_text_mode {
     VELKARIS_TEXT_TRANSLITERATE = 0,  // the nearest ASCII, '?' where there is none (the default)
     VELKARIS_TEXT_PASS,               // as it is: such bytes draw nothing, a NUL ends the text
-    VELKARIS_TEXT_REFUSE,             // the call fails with EILSEQ
+    VELKARIS_TEXT_REFUSE              // the call fails with EILSEQ
 };
 
 enum velkaris_percent_mode {
     VELKARIS_PERCENT_CLAMP = 0,  // to 0..100 (the default)
-    VELKARIS_PERCENT_PASS,       // as it is; the console draws what it gets
+    VELKARIS_PERCENT_PASS        // as it is; the console draws what it gets
 };
 
 // A connection to one console, with its options. Not to be used by two threads at once, nor by the

@@ -87,6 +87,7 @@ TEST_F(Velkaris, RefusesBeforeAnythingIsSent) {
     EXPECT_EQ(velkaris_set_status(console.get(), tooLong.c_str()), EMSGSIZE);
     EXPECT_EQ(velkaris_put_item(console.get(), "n", tooLong.c_str(), 0), EMSGSIZE);
     EXPECT_EQ(velkaris_update_item(console.get(), tooLong.c_str(), 0), EMSGSIZE);
+    EXPECT_EQ(velkaris_write(console.get(), "x", size_t{VELKARIS_TEXT_BYTES} + 1), EMSGSIZE);
     velkaris_set_text_mode(console.get(), VELKARIS_TEXT_REFUSE);
     EXPECT_EQ(velkaris_write(console.get(), "größe", 7), EILSEQ);
     EXPECT_EQ(velkaris_set_status(console.get(), nullptr), EINVAL);
