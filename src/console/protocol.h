@@ -1,5 +1,5 @@
 // The wire format of the device-control commands, shared by the service and its clients. Valid C99
-// and C++. All numbers are in the byte order of the machine: both ends run on the same system.
+// and C++98. All numbers are in the byte order of the machine: both ends run on the same system.
 #pragma once
 
 #include <devctl.h>
@@ -26,6 +26,6 @@ typedef char ConsolePercentIs4Bytes[sizeof(int32_t) == 4 && sizeof(char) == 1 ? 
 
 enum {
     kConsoleReceiveBytes = 2048,  // the node's receive buffer, message header included
-    kConsolePayloadBytes = 2032,  // the longest payload that fits behind the 16-byte header
+    kConsolePayloadBytes = 2032   // the longest payload that fits behind the 16-byte header
 };
 // clang-format on

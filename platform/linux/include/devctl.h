@@ -53,7 +53,7 @@ enum {
     kDevctlHeaderBytes = 16,
     kDevctlPayloadBytes = 2032,
     kDevctlMessageBytes = kDevctlHeaderBytes + kDevctlPayloadBytes,
-    kDevctlMessageType = 0x106,
+    kDevctlMessageType = 0x106
 };
 
 struct DevctlMessage {
@@ -88,15 +88,12 @@ struct DevctlMessage {
 // one packet takes them, and the socket for the answer as its only passed descriptor. What is left
 // of the data follows through that socket, in packets of at most kDevctlPacketBytes.
 enum DevctlPacketKind {
-    kDevctlPacketOpen = 1,     // argument: the flags of the open
-    kDevctlPacketWrite = 2,    // data: the bytes written
-    kDevctlPacketCommand = 3,  // data: the used part of a DevctlMessage
+    kDevctlPacketOpen = 1,    // argument: the flags of the open
+    kDevctlPacketWrite = 2,   // data: the bytes written
+    kDevctlPacketCommand = 3  // data: the used part of a DevctlMessage
 };
 
-enum {
-    kDevctlPacketMagic = 0x6b6c6556,
-    kDevctlPacketBytes = 65536,
-};
+enum { kDevctlPacketMagic = 0x6b6c6556, kDevctlPacketBytes = 65536 };
 
 struct DevctlPacket {
     uint32_t magic;
@@ -300,6 +297,20 @@ static inline int devctl(int filedes, int dcmd, void* dev_data_ptr, size_t n_byt
     return EOK;
 }
 
+// Opens a file as it is, close-on-exec from the start where the dialect names the flag.
+static inline int devctlOpenFile(const char* path, int flags) {
+    int fd;
+#ifdef O_CLOEXEC
+    flags |= O_CLOEXEC;
+#endif
+    do
+        fd = open(path, flags);
+    while (fd < 0 && errno == EINTR);
+    if (fd >= 0)
+        (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
+    return fd;
+}
+
 // Connects to the socket at `path`. A path that the address has no room for goes through a
 // descriptor of its folder. Returns 0 or an error number.
 static inline int devctlConnect(int fd, const char* path) {
@@ -320,7 +331,7 @@ static inline int devctlConnect(int fd, const char* path) {
             return ENAMETOOLONG;
         memcpy(folderPath, path, (size_t)(slash - path) + 1);
         folderPath[slash - path + 1] = '\0';
-        folder = open(folderPath, O_RDONLY);
+        folder = devctlOpenFile(folderPath, O_RDONLY);
         if (folder < 0)
             return errno;
         digits = snprintf(address.sun_path, sizeof(address.sun_path), "%s%d", descriptors, folder);
@@ -372,16 +383,12 @@ static inline int devctl_open(const char* path, int oflag) {
     }
 
     flags = oflag & ~(O_CREAT | O_EXCL | O_TRUNC);
-    do
-        fd = open(path, flags);
-    while (fd < 0 && errno == EINTR);
+    fd = devctlOpenFile(path, flags);
     if (fd < 0)
         return -1;
     error = devctl(fd, (int)(uint32_t)__DIOF(_DCMD_ALL, 1, int), &flags, sizeof(flags), 0);
-    if (error == EOK) {
-        (void)fcntl(fd, F_SETFD, FD_CLOEXEC);
+    if (error == EOK)
         return fd;
-    }
     close(fd);
     errno = error == ENOTTY ? ENODEV : error;
     return -1;

@@ -132,6 +132,44 @@ TEST_F(Installed, TheExampleInPythonRuns) {
     EXPECT_EQ(alone.errors, "flashing: no console is there\n");
 }
 
+// What velkaris(7) describes, for those who speak to the node themselves.
+constexpr char kOwnWords[] =
+    "#include <velkaris/protocol.h>\n"
+    "int main(void) {\n"
+    "    const char path[] = NODE;\n"
+    "    int32_t percent = 7;\n"
+    "    int fd = devctl_open(path, O_WRONLY);\n"
+    "    int error = fd < 0 ? 1 : devctl(fd, (int)DCMD_CONSOLE_SET_PERCENT, &percent,\n"
+    "                                    sizeof(percent), 0);\n"
+    "    return error || devctl_write(fd, \"hello\", 5) != 5 || close(fd) != 0;\n"
+    "}\n";
+
+TEST_F(Installed, AProgramCanSpeakTheProtocolItself) {
+    if (!isThere("pkg-config"))
+        GTEST_SKIP() << "no pkg-config";
+    std::ofstream(scratch.file("own.c")) << kOwnWords;
+    for (const char* compiler :
+         {"cc -std=c99", "cc -std=gnu11", "c++ -xc++ -std=c++98", "c++ -xc++ -std=c++17"}) {
+        const Outcome built = shell(std::string(compiler) +
+                                    " -Wall -Wextra -Wpedantic -Werror -DNODE=\"\\\"$VELKARIS_NODE"
+                                    "\\\"\" $(pkg-config --cflags velkaris) $BUILD_FLAGS "
+                                    "$SCRATCH/own.c -o $SCRATCH/own");
+        ASSERT_EQ(built.status, 0) << compiler << "\n" << built.errors;
+        EXPECT_EQ(shell("$SCRATCH/own").status, 0) << compiler;
+    }
+    EXPECT_EQ(node->received().size(), 8u);
+    EXPECT_THAT(node->received(), Contains(sentPercent(7)));
+    EXPECT_EQ(node->received().back(), sentText("hello"));
+}
+
+TEST_F(Installed, TheHeaderOfTheLibraryIsAlsoOldCPlusPlus) {
+    std::ofstream(scratch.file("user.cpp")) << "#include <velkaris/velkaris.h>\n";
+    const Outcome built = shell(
+        "c++ -std=c++98 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I$PREFIX/include "
+        "$SCRATCH/user.cpp");
+    EXPECT_EQ(built.status, 0) << built.errors;
+}
+
 TEST_F(Installed, ACMakeProjectFindsThePackage) {
     std::ofstream(scratch.file("CMakeLists.txt"))
         << "cmake_minimum_required(VERSION 3.25)\nproject(user LANGUAGES C)\n"
@@ -140,7 +178,8 @@ TEST_F(Installed, ACMakeProjectFindsThePackage) {
            "add_executable(static user.c)\n"
            "target_link_libraries(static velkaris::velkaris-static)\n";
     std::ofstream(scratch.file("user.c"))
-        << "#include <velkaris/velkaris.h>\n"
+        << "#include <velkaris/protocol.h>\n"
+           "#include <velkaris/velkaris.h>\n"
            "int main(void) {\n"
            "    velkaris_console* console = 0;\n"
            "    int error = velkaris_open(&console, 0, 1000);\n"
