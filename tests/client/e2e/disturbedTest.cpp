@@ -71,9 +71,41 @@ TEST_P(Disturbed, OneShotVerbsSayThatAKilledConsoleIsGone) {
 
 TEST_P(Disturbed, AConsoleKilledWhileItIsStoppedEndsTheWait) {
     freeze();
-    const std::unique_ptr<Command> waiting = begin({"-t", "0", "status", "x"});
+    std::vector<std::unique_ptr<Command>> waiting;
+    for (const std::vector<std::string>& verb :
+         std::vector<std::vector<std::string>>{{"status", "x"},
+                                               {"percent", "1"},
+                                               {"add", "a", "A"},
+                                               {"update", "a", "1"},
+                                               {"set", "a", "A", "1"},
+                                               {"write", "x"},
+                                               {"gauge", "a", "A"},
+                                               {"tail", "/dev/null"},
+                                               {"run", "true"},
+                                               {"demo", "--seconds", "1"}}) {
+        std::vector<std::string> arguments = {"-t", "0"};
+        arguments.insert(arguments.end(), verb.begin(), verb.end());
+        waiting.push_back(begin(arguments));
+    }
     kill();
-    EXPECT_EQ(waiting->finish().status, 3);
+    for (const std::unique_ptr<Command>& one : waiting)
+        EXPECT_EQ(one->finish().status, 3);
+}
+
+TEST_P(Disturbed, OneShotVerbsFindTheNextConsole) {
+    for (const char* name : {"first", "second"}) {
+        EXPECT_EQ(ctl({"status", name}).status, 0);
+        EXPECT_EQ(ctl({"percent", "40"}).status, 0);
+        EXPECT_EQ(ctl({"add", "a", name, "1"}).status, 0);
+        EXPECT_EQ(ctl({"update", "a", "20"}).status, 0);
+        EXPECT_EQ(ctl({"set", "a", name, "30"}).status, 0);
+        EXPECT_EQ(ctl({"write", name}).status, 0);
+        ReferenceModel model = item(name, 30);
+        model.status = name;
+        addLines(model, name);
+        expectShown(model);
+        restart();
+    }
 }
 
 TEST_P(Disturbed, WriteGoesOnAfterAStop) {

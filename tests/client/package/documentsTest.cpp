@@ -2,7 +2,9 @@
 // and the tools that read them have no complaint.
 #include <gmock/gmock.h>
 
+#include <cctype>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -55,6 +57,47 @@ TEST(Documents, TheManualHasEveryVerbAndOption) {
         EXPECT_THAT(page, HasSubstr(".It Cm " + verb + " ")) << verb;
     for (const std::string& option : longOptions())
         EXPECT_THAT(page, HasSubstr("Fl Fl " + option)) << option;
+}
+
+// The manual's page as it is read, its blanks made single ones.
+std::string rendered(const std::string& page) {
+    const Outcome shown = runCommand(
+        {"/bin/sh", "-c",
+         "mandoc -Tascii -Owidth=1000 " SOURCE_FOLDER "/docs/man/" + page + " | sed 's/.\b//g'"});
+    return std::regex_replace(shown.output, std::regex("[ \n]+"), " ");
+}
+
+// The operands and options of a verb stand in its help and in the manual alike.
+TEST(Documents, TheManualHasEachVerbAsItsHelpHasIt) {
+    if (!isThere("mandoc"))
+        GTEST_SKIP() << "no mandoc";
+    const std::string page = rendered("velkarisctl.1");
+    for (const std::string& verb : verbs()) {
+        const std::string help = runCommand({VELKARISCTL, verb, "--help"}).output;
+        const size_t begin = help.find("[OPTION...] ") + std::string("[OPTION...] ").size();
+        std::string usage = help.substr(begin, help.find('\n') - begin);
+        for (char& c : usage)
+            c = static_cast<char>(std::tolower(c));
+        // The help has one form of an option, and dots without a blank before them.
+        const std::string shown = std::regex_replace(page, std::regex(" \\.\\.\\."), "...");
+        const std::map<std::string, std::string> differing = {
+            {"run [--item name] [--label text] [--] command...",
+             "run [--item name] [--label text] [--] command [argument...]"},
+            {"tail [-n n] file...", "tail [-n, --lines lines] file..."},
+        };
+        const auto found = differing.find(usage);
+        EXPECT_THAT(shown, HasSubstr(found == differing.end() ? usage : found->second));
+    }
+}
+
+TEST(Documents, TheManualHasEveryExitStatusOfTheHelp) {
+    const std::string page = content("docs/man/velkarisctl.1");
+    const std::string help = runCommand({VELKARISCTL, "--help"}).output;
+    const std::set<std::string> statuses =
+        matches(help.substr(help.find("Exit status:")), "([0-9]) ");
+    ASSERT_EQ(statuses.size(), 4u);
+    for (const std::string& status : statuses)
+        EXPECT_THAT(page.substr(page.find(".Sh EXIT STATUS")), HasSubstr(".It " + status + "\n"));
 }
 
 TEST(Documents, CompletionsHaveEveryVerbAndOption) {
@@ -145,6 +188,39 @@ TEST(Documents, BashCompletesVerbsOptionsAndTheirValues) {
     EXPECT_EQ(completions("velkarisctl status --s"), "\n");
     EXPECT_EQ(completions("velkarisctl tail " SOURCE_FOLDER "/CMakeL"),
               SOURCE_FOLDER "/CMakeLists.txt\n");
+}
+
+// What a line becomes when its end is completed at a prompt: the command is a function that tells.
+std::string completedByZsh(const std::string& line) {
+    Command session({"script", "-qec", "zsh -f -i", "/dev/null"}, {{"TERM", "dumb"}});
+    session.write(
+        "unsetopt zle_bracketed_paste\n"
+        "autoload -U compinit && compinit -u -D\n"
+        "velkarisctl() { print \"<$*>\" }\n"
+        "functions[_velkarisctl]=\"$(<" SOURCE_FOLDER
+        "/client/completions/velkarisctl.zsh)\"\n"
+        "compdef _velkarisctl velkarisctl\n"
+        "print is ready\n");
+    if (!session.awaitOutput("is ready\r\n"))
+        return "no prompt";
+    session.write(line + "\t\n");
+    session.awaitOutput(">\r\n");
+    session.write("exit\n");
+    const std::string all = session.finish().output;
+    const size_t begin = all.rfind('<');
+    return all.substr(begin, all.find('>', begin) + 1 - begin);
+}
+
+TEST(Documents, ZshCompletesVerbsOptionsAndTheirValues) {
+    if (!isThere("zsh"))
+        GTEST_SKIP() << "no zsh";
+    EXPECT_EQ(completedByZsh("velkarisctl sta"), "<status>");
+    EXPECT_EQ(completedByZsh("velkarisctl -q up"), "<-q update>");
+    EXPECT_EQ(completedByZsh("velkarisctl --ascii=re"), "<--ascii=refuse>");
+    EXPECT_EQ(completedByZsh("velkarisctl wait --sec"), "<wait --seconds>");
+    EXPECT_EQ(completedByZsh("velkarisctl run --la"), "<run --label>");
+    EXPECT_EQ(completedByZsh("velkarisctl tail " SOURCE_FOLDER "/CMakeL"),
+              "<tail " SOURCE_FOLDER "/CMakeLists.txt>");
 }
 
 TEST(Documents, FishCompletesVerbsAndOptions) {
