@@ -33,6 +33,8 @@ struct XServer::Client {
 XServer::XServer() = default;
 
 XServer::~XServer() {
+    if (client)
+        goOn();  // leaving it takes its answer
     client.reset();
 }
 

@@ -4,21 +4,27 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <memory>
 
+#include "descriptor/fileDescriptor.h"
 #include "dispatch/eventLoop.h"
 #include "kd/windows/headless.h"
 #include "kd/windows/offScreen.h"
 #include "kd/windows/x11Frames.h"
-#include "ownership/release.h"
 
 namespace {
+
+// Long enough for a server that starts together with the console on a slow device.
+constexpr int kAnswerMilliseconds = 10000;
 
 // Long enough for any window manager; one that keeps the window hidden is not waited for.
 constexpr std::chrono::seconds kMapPatience{5};
@@ -56,8 +62,42 @@ int endOnServerError(Display* display, XErrorEvent* error) {
     std::exit(EXIT_FAILURE);
 }
 
+enum class Answer { accepted, refused, none };
+
+// Xlib waits for the first answer as long as it takes. A process of its own can be given up.
+Answer askServer() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return Answer::accepted;  // tried without
+    const FileDescriptor reader(ends[0]);
+    FileDescriptor writer(ends[1]);
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        _exit(XOpenDisplay(nullptr) ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+    if (child < 0)
+        return Answer::accepted;
+    writer.reset();  // the last copy goes with the child
+    pollfd end{reader.get(), POLLIN, 0};
+    const bool hasEnded = poll(&end, 1, kAnswerMilliseconds) > 0;
+    if (!hasEnded)
+        kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return !hasEnded ? Answer::none : status == 0 ? Answer::accepted : Answer::refused;
+}
+
+// Prints the failure.
 bool connect() {
-    if (!connection)
+    if (connection)
+        return true;
+    const Answer answer = askServer();
+    if (answer == Answer::none) {
+        windowError("x11: the X server \"%s\" does not answer", XDisplayName(nullptr));
+        return false;
+    }
+    if (answer == Answer::accepted)
         connection = XOpenDisplay(nullptr);
     if (!connection)
         windowError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));

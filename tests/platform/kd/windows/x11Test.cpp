@@ -185,6 +185,15 @@ TEST_F(X11Window, FailsWhenSomebodyDestroysIt) {
     expectEnd(1, "\\[Velkaris\\] window: x11: the window was destroyed from outside\n");
 }
 
+TEST_F(X11Window, FailsWhenTheServerHangsFromTheStart) {
+    server->stop();
+    launch("x11");
+    EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
+    EXPECT_EQ(child->wait(), 3);
+    EXPECT_THAT(child->errors(), MatchesRegex("\\[Velkaris\\] window: x11: the X server "
+                                              "\":[0-9]+\" does not answer\n"));
+}
+
 TEST(X11, SaysThatThereIsNoServer) {
     ChildProcess child({VELKARIS_WINDOW_PROGRAM}, {"VELKARIS_WINDOW=x11", "DISPLAY=:65000"});
     EXPECT_EQ(child.readLine(), "failed: eglGetDisplay, kd error 0");
