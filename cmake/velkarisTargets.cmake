@@ -7,7 +7,8 @@ target_compile_features(velkaris_flags INTERFACE cxx_std_17 c_std_99)
 if(VELKARIS_SANITIZE)
     target_compile_options(velkaris_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all
-        -fno-omit-frame-pointer)
+        -fno-omit-frame-pointer
+        -Wno-maybe-uninitialized) # GCC warns falsely of instrumented code; the plain build has it on
     target_link_options(velkaris_flags INTERFACE -fsanitize=address,undefined)
 endif()
 if(VELKARIS_COVERAGE)
