@@ -23,7 +23,9 @@ constexpr int kBacklog = 1024;
 constexpr long kRestNanoseconds = 100000000;
 
 constexpr size_t kPacketRoom = sizeof(DevctlPacket) + kDevctlPacketBytes;
-constexpr size_t kDescriptorsPassed = 8;  // room for what a client passes; one is right
+// All that the system lets one packet pass, though one is right: what there is no room for would be
+// closed at once, by whoever receives the packet.
+constexpr size_t kDescriptorsPassed = 253;
 
 // Each client needs a descriptor, and one more while its request is collected.
 void raiseDescriptorLimit() {
@@ -34,22 +36,8 @@ void raiseDescriptorLimit() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-bool isAnswerSocket(int fd) {
-    return devctlIsSocket(fd) != 0;
-}
-
-// Closing something of a client's choice may block, a file of a file system of its own say. Sockets
-// like our own do not. Those that wait behind one that blocks are bounded by the limit of open
-// files; without a thread it stays open.
-void closeStranger(FileDescriptor stranger) {
-    static BackgroundThread closer;
-    if (!isAnswerSocket(stranger.get()))
-        closer.run([fd = stranger.release()] { FileDescriptor closing(fd); });
-}
-
-// The descriptor that came with a packet; none unless it is a single one that can take an answer.
-FileDescriptor takePassed(msghdr* message) {
-    std::vector<FileDescriptor> passed;
+std::vector<ClientDescriptor> takePassed(msghdr* message) {
+    std::vector<ClientDescriptor> passed;
     for (cmsghdr* part = CMSG_FIRSTHDR(message); part; part = CMSG_NXTHDR(message, part)) {
         if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
             continue;
@@ -60,11 +48,13 @@ FileDescriptor takePassed(msghdr* message) {
             passed.emplace_back(fd);
         }
     }
-    const bool truncated = (message->msg_flags & MSG_CTRUNC) != 0;
-    if (passed.size() == 1 && !truncated && isAnswerSocket(passed[0].get()))
-        return std::move(passed[0]);
-    for (FileDescriptor& stranger : passed)
-        closeStranger(std::move(stranger));
+    return passed;
+}
+
+// The only descriptor passed, if it can take an answer.
+ClientDescriptor answerSocket(std::vector<ClientDescriptor>* passed) {
+    if (passed->size() == 1 && devctlIsSocket((*passed)[0].get()))
+        return std::move((*passed)[0]);
     return {};
 }
 
@@ -88,6 +78,13 @@ ClientId clientOf(int socket) {
 }
 
 }  // namespace
+
+void closeElsewhere(int fd) {
+    // Never freed: nodes go when the process ends.
+    static auto* const closer = new BackgroundThread;
+    if (!closer->run([fd] { close(fd); }))
+        close(fd);
+}
 
 std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t mode,
                                                const DeviceServer& server) {
@@ -139,7 +136,8 @@ SocketNode::~SocketNode() {
 }
 
 void SocketNode::acceptClient() {
-    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    ClientDescriptor socket(
+        accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket) {
         const bool gone = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
         const bool refused = (errno == EMFILE || errno == ENFILE) && refuseClient();
@@ -165,7 +163,7 @@ void SocketNode::acceptClient() {
 // Without a descriptor to accept it with, a client would stay at the head of the queue for ever.
 bool SocketNode::refuseClient() {
     spare_.reset();
-    const bool refused(FileDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)));
+    const bool refused(ClientDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)));
     spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     return refused;
 }
@@ -183,7 +181,7 @@ void SocketNode::wakeListener() {
         restListener();
 }
 
-void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
+SocketNode::ReceivedPacket SocketNode::receive(const ClientDescriptor& socket) {
     alignas(cmsghdr) char control[CMSG_SPACE(kDescriptorsPassed * sizeof(int))];
     iovec room = {packet_.get(), kPacketRoom};
     msghdr message = {};
@@ -191,26 +189,33 @@ void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
     message.msg_iovlen = 1;
     message.msg_control = control;
     message.msg_controllen = sizeof(control);
-    const ssize_t received = recvmsg(connection->socket.get(), &message, MSG_CMSG_CLOEXEC);
-    if (received < 0 && (errno == EAGAIN || errno == EINTR))
+    const ssize_t size = recvmsg(socket.get(), &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
+    if (size < 0)
+        return {size, false, {}};
+    const bool whole = (message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) == 0;
+    return {size, whole, takePassed(&message)};
+}
+
+void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
+    ReceivedPacket received = receive(connection->socket);
+    if (received.size < 0 && (errno == EAGAIN || errno == EINTR))
         return;
 
-    FileDescriptor channel = received >= 0 ? takePassed(&message) : FileDescriptor();
+    ClientDescriptor channel = answerSocket(&received.passed);
     DevctlPacket packet = {};
-    if (received >= static_cast<ssize_t>(sizeof(packet)))
+    if (received.size >= static_cast<ssize_t>(sizeof(packet)))
         memcpy(&packet, packet_.get(), sizeof(packet));
-    const bool whole = received > 0 && (message.msg_flags & MSG_TRUNC) == 0;
-    if (!whole || !channel || !wellFormed(packet, static_cast<size_t>(received))) {
+    if (!received.whole || !channel || !wellFormed(packet, static_cast<size_t>(received.size))) {
         drop(ctp, connection);
         return;
     }
     serveRequest(ctp, connection, packet, packet_.get() + sizeof(packet),
-                 static_cast<size_t>(received) - sizeof(packet), std::move(channel));
+                 static_cast<size_t>(received.size) - sizeof(packet), std::move(channel));
 }
 
 void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
                               const DevctlPacket& packet, const char* data, size_t size,
-                              FileDescriptor channel) {
+                              ClientDescriptor channel) {
     DevctlMessage message;
     DeviceReply reply;
     if (packet.kind == kDevctlPacketOpen)
@@ -241,7 +246,7 @@ DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& co
 
 // The rest comes through the channel; until it is complete, the connection rests.
 void SocketNode::collect(resmgr_context_t* ctp, Connection* connection, uint64_t length,
-                         const char* data, size_t size, FileDescriptor channel) {
+                         const char* data, size_t size, ClientDescriptor channel) {
     const auto serve = [](void* waiting, resmgr_context_t* context) {
         auto* const ready = static_cast<Connection*>(waiting);
         ready->node->receiveRest(context, ready);
@@ -258,8 +263,7 @@ void SocketNode::collect(resmgr_context_t* ctp, Connection* connection, uint64_t
 }
 
 void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
-    const ssize_t received =
-        recv(connection->channel.get(), packet_.get(), kPacketRoom, MSG_DONTWAIT);
+    const ssize_t received = receive(connection->channel).size;
     if (received < 0 && (errno == EAGAIN || errno == EINTR))
         return;
     const size_t left = connection->expected - connection->data.size();
@@ -288,7 +292,7 @@ void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
 
 // The channel is the client's own and empty, so there is room in it; a client that has gone is no
 // concern.
-void SocketNode::answer(FileDescriptor channel, const DeviceReply& reply, const void* data) {
+void SocketNode::answer(ClientDescriptor channel, const DeviceReply& reply, const void* data) {
     if (reply.none) {
         unanswered_.push_back(std::move(channel));
         return;
@@ -303,10 +307,14 @@ void SocketNode::answer(FileDescriptor channel, const DeviceReply& reply, const 
     sendmsg(channel.get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
+// The client sees it at once, however long closing takes.
 void SocketNode::drop(resmgr_context_t* ctp, Connection* connection) {
-    if (connection->channel)
-        eventLoopForget(connection->channel.get());
-    eventLoopForget(connection->socket.get());
+    for (const ClientDescriptor* socket : {&connection->channel, &connection->socket}) {
+        if (!*socket)
+            continue;
+        eventLoopForget(socket->get());
+        shutdown(socket->get(), SHUT_RDWR);
+    }
     if (connection->ocb)
         server_.close(ctp, connection->ocb);
     connections_.erase(connection->socket.get());

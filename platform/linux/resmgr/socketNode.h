@@ -15,6 +15,12 @@
 #include "resmgr/deviceServer.h"
 #include "resmgr/growingBuffer.h"
 
+// Has a thread of its own close it, which may take as long as a client likes: a file of the
+// client's own file system, a connection that lingers, a socket in which such things wait. Those
+// behind it are bounded by the limit of open files. Where no thread can be had, closes it here.
+void closeElsewhere(int fd);
+using ClientDescriptor = OwnedDescriptor<closeElsewhere>;
+
 class SocketNode {
 public:
     // Listens at `path`, absolute and free; `mode` holds the permissions. Null after one line on
@@ -31,11 +37,17 @@ private:
     struct Connection {
         SocketNode* node = nullptr;
         ClientId client;
-        FileDescriptor socket;
+        ClientDescriptor socket;
         iofunc_ocb_t* ocb = nullptr;  // null until the client has opened the node
-        FileDescriptor channel;       // of the request that is being collected
+        ClientDescriptor channel;     // of the request that is being collected
         uint64_t expected = 0;        // bytes that it announced
         GrowingBuffer data;
+    };
+
+    struct ReceivedPacket {
+        ssize_t size;
+        bool whole;  // with all that was passed
+        std::vector<ClientDescriptor> passed;
     };
 
     explicit SocketNode(const DeviceServer& server);
@@ -46,15 +58,16 @@ private:
     bool refuseClient();
     void restListener();
     void wakeListener();
+    ReceivedPacket receive(const ClientDescriptor& socket);
     void receiveRequest(resmgr_context_t* ctp, Connection* connection);
     void receiveRest(resmgr_context_t* ctp, Connection* connection);
     void serveRequest(resmgr_context_t* ctp, Connection* connection, const DevctlPacket& packet,
-                      const char* data, size_t size, FileDescriptor channel);
+                      const char* data, size_t size, ClientDescriptor channel);
     void collect(resmgr_context_t* ctp, Connection* connection, uint64_t length, const char* data,
-                 size_t size, FileDescriptor channel);
+                 size_t size, ClientDescriptor channel);
     DeviceReply serveCommand(resmgr_context_t* ctp, const Connection& connection, const char* data,
                              size_t size, DevctlMessage* message);
-    void answer(FileDescriptor channel, const DeviceReply& reply, const void* data);
+    void answer(ClientDescriptor channel, const DeviceReply& reply, const void* data);
     void drop(resmgr_context_t* ctp, Connection* connection);
 
     DeviceServer server_;
@@ -64,6 +77,6 @@ private:
     FileDescriptor restTimer_;  // rings when the listener has rested
     FileDescriptor spare_;  // given up for a moment to turn clients away when descriptors run out
     std::unordered_map<int, std::unique_ptr<Connection>> connections_;  // by descriptor
-    std::vector<FileDescriptor> unanswered_;  // clients that a handler keeps blocked
-    std::unique_ptr<char[]> packet_;          // room for one
+    std::vector<ClientDescriptor> unanswered_;  // clients that a handler keeps blocked
+    std::unique_ptr<char[]> packet_;            // room for one
 };

@@ -70,6 +70,36 @@ struct LingeringConnection {
     }
 };
 
+struct AnswerSocket {
+    FileDescriptor mine, theirs;
+
+    AnswerSocket() {
+        int channel[2];
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel), 0);
+        mine.reset(channel[0]);
+        theirs.reset(channel[1]);
+    }
+};
+
+// Sends the request to open the node and passes the descriptors along.
+bool pass(const FileDescriptor& to, const std::vector<int>& descriptors) {
+    DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, O_WRONLY, 0);
+    const size_t bytes = descriptors.size() * sizeof(int);
+    std::vector<char> control(CMSG_SPACE(bytes));
+    iovec data = {&packet, sizeof(packet)};
+    msghdr message = {};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* const passed = CMSG_FIRSTHDR(&message);
+    passed->cmsg_level = SOL_SOCKET;
+    passed->cmsg_type = SCM_RIGHTS;
+    passed->cmsg_len = CMSG_LEN(bytes);
+    memcpy(CMSG_DATA(passed), descriptors.data(), bytes);
+    return sendmsg(to.get(), &message, MSG_NOSIGNAL) == static_cast<ssize_t>(sizeof(packet));
+}
+
 class SocketNodeTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -179,6 +209,63 @@ TEST_F(SocketNodeTest, DescriptorsThatCannotBeClosedHoldUpNobody) {
         expectDropped(client);
     expectAlive();
     EXPECT_EQ(threads(node_->process()), 2u);
+}
+
+// Below, what cannot be closed lies in a place where nobody takes it out.
+TEST_F(SocketNodeTest, NobodyIsHeldUpByWhatWaitsInAnAnswerSocket) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    AnswerSocket answer;
+    const FileDescriptor client = connectRaw();
+    kill(node_->process(), SIGSTOP);
+    ASSERT_TRUE(pass(answer.mine, {connection.sender.get()}));
+    ASSERT_TRUE(pass(client, {answer.theirs.get()}));
+    connection.sender.reset();
+    answer.theirs.reset();
+    kill(node_->process(), SIGCONT);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, NobodyIsHeldUpByWhatWaitsBehindRubbish) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    const FileDescriptor client = connectRaw();
+    kill(node_->process(), SIGSTOP);
+    ASSERT_EQ(send(client.get(), "x", 1, MSG_NOSIGNAL), 1);
+    ASSERT_TRUE(pass(client, {connection.sender.get()}));
+    connection.sender.reset();
+    kill(node_->process(), SIGCONT);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, NobodyIsHeldUpByTheLastOfManyDescriptors) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    const FileDescriptor client = connectRaw();
+    std::vector<int> passed(252, client.get());
+    passed.push_back(connection.sender.get());
+    kill(node_->process(), SIGSTOP);
+    ASSERT_TRUE(pass(client, passed)) << strerror(errno);
+    connection.sender.reset();
+    kill(node_->process(), SIGCONT);
+    expectAlive();
+}
+
+TEST_F(SocketNodeTest, NobodyIsHeldUpByWhatComesWithTheRestOfAWrite) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    const AnswerSocket answer;
+    const FileDescriptor client = openNode();
+    const DevctlPacket packet =
+        devctlMakePacket(kDevctlPacketWrite, 0, kDevctlPacketBytes + sizeof(DevctlPacket));
+    const std::string much(kDevctlPacketBytes, 'x');
+    kill(node_->process(), SIGSTOP);
+    ASSERT_GT(devctlSendFirst(client.get(), &packet, much.data(), answer.theirs.get()), 0);
+    ASSERT_TRUE(pass(answer.mine, {connection.sender.get()}));
+    connection.sender.reset();
+    kill(node_->process(), SIGCONT);
+    EXPECT_EQ(node_->nextReport().nbytes, packet.length);
+    expectAlive();
 }
 
 TEST_F(SocketNodeTest, RequestsBeforeTheOpenAreRefused) {
