@@ -50,6 +50,7 @@ X11Frames::X11Frames(Display* server, Window target, const XVisualInfo& visualIn
                            static_cast<unsigned>(visual.depth))),
       context(XCreateGC(connection, pixmap, 0, nullptr)),
       opaqueBits(~allColours(visual)),
+      rowsTaken(height),
       sent(width * height, opaqueBits) {
     enlargeBuffer(ConnectionNumber(connection), width * kBytesPerPixel);
     XSetGraphicsExposures(connection, context, False);
@@ -76,10 +77,10 @@ void X11Frames::handle(const XEvent& event) {
 
 void X11Frames::sendNext() {
     size_t firstRow = 0;
-    size_t count = findChanged(&firstRow);
+    size_t count = takeChanged(&firstRow);
     // A frame is shown in full before a newer one is begun, however slow the connection is.
     if (count == 0 && isShown && startNewest())
-        count = findChanged(&firstRow);
+        count = takeChanged(&firstRow);
     if (count > 0)
         sendRows(firstRow, count);
     else if (!isShown)
@@ -90,6 +91,7 @@ bool X11Frames::startNewest() {
     if (isNewestSent)
         return false;
     isNewestSent = true;
+    rowsTaken = 0;
     const unsigned red = shiftOf(visual.red_mask), green = shiftOf(visual.green_mask),
                    blue = shiftOf(visual.blue_mask);
     underWay.resize(width * height);
@@ -103,23 +105,23 @@ bool X11Frames::startNewest() {
     return true;
 }
 
+bool X11Frames::isSent(size_t row) const {
+    const auto start = static_cast<std::ptrdiff_t>(row * width);
+    return std::equal(underWay.begin() + start,
+                      underWay.begin() + start + static_cast<std::ptrdiff_t>(width),
+                      sent.begin() + start);
+}
+
 // The number of rows from *firstRow on that make the next piece; 0 when all have been sent.
-size_t X11Frames::findChanged(size_t* firstRow) const {
-    const auto differs = std::mismatch(underWay.begin(), underWay.end(), sent.begin()).first;
-    if (differs == underWay.end())
-        return 0;
-    *firstRow = static_cast<size_t>(differs - underWay.begin()) / width;
+size_t X11Frames::takeChanged(size_t* firstRow) {
+    while (rowsTaken < height && isSent(rowsTaken))
+        ++rowsTaken;
+    *firstRow = rowsTaken;
     const size_t most = std::max<size_t>(1, kPieceBytes / (width * kBytesPerPixel));
-    const auto isSent = [this](size_t row) {
-        const auto start = static_cast<std::ptrdiff_t>(row * width);
-        return std::equal(underWay.begin() + start,
-                          underWay.begin() + start + static_cast<std::ptrdiff_t>(width),
-                          sent.begin() + start);
-    };
-    size_t end = *firstRow + 1;
-    while (end < height && end - *firstRow < most && !isSent(end))
-        ++end;
-    return end - *firstRow;
+    const size_t end = std::min(height, *firstRow + most);
+    while (rowsTaken < end && !isSent(rowsTaken))
+        ++rowsTaken;
+    return rowsTaken - *firstRow;
 }
 
 void X11Frames::sendRows(size_t firstRow, size_t count) {

@@ -32,7 +32,8 @@ public:
 private:
     void sendNext();
     bool startNewest();
-    size_t findChanged(size_t* firstRow) const;
+    bool isSent(size_t row) const;
+    size_t takeChanged(size_t* firstRow);
     void sendRows(size_t firstRow, size_t count);
     void showSent();
     void awaitAnswer();
@@ -49,6 +50,7 @@ private:
     SurfacePixels newest;
     bool isNewestSent = true;
     std::vector<uint32_t> underWay;  // the frame that is being sent, top row first
+    size_t rowsTaken;                // of that frame, from the top: the pixmap has them
     std::vector<uint32_t> sent;      // what the pixmap has
     bool isShown = true;             // the window has what the pixmap has
     bool isAnswered = true;          // the server has taken everything so far
