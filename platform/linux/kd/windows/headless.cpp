@@ -38,8 +38,7 @@ int realize(const WindowRequest& request, EGLNativeWindowType* window) {
                     size.height, maxWidth, maxHeight);
         return KD_EINVAL;
     }
-    headlessSize = size;
-    *window = reinterpret_cast<EGLNativeWindowType>(&headlessSize);
+    *window = pbufferOf(size);
     return 0;
 }
 
@@ -62,6 +61,11 @@ EGLBoolean present(EGLDisplay display, EGLSurface surface) {
 }
 
 }  // namespace
+
+EGLNativeWindowType pbufferOf(const DisplaySize& size) {
+    headlessSize = size;
+    return reinterpret_cast<EGLNativeWindowType>(&headlessSize);
+}
 
 const WindowBackend kHeadlessBackend = {
     "headless", EGL_PBUFFER_BIT, isPresent, open, realize, createSurface, listen, present,

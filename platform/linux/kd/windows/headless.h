@@ -7,4 +7,8 @@
 // Of a console that was told no size, and of one whose display is still to come.
 constexpr DisplaySize kHeadlessSize{1280, 480};
 
+// What createSurface makes a pbuffer of that size for, however large: Mesa draws more than the 4096
+// pixels that it names as the largest.
+EGLNativeWindowType pbufferOf(const DisplaySize& size);
+
 extern const WindowBackend kHeadlessBackend;

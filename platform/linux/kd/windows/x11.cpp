@@ -260,12 +260,9 @@ int realize(const WindowRequest& request, EGLNativeWindowType* native) {
         windowError("x11: can't watch the connection to the X server, error %d", errno);
         return KD_EIO;
     }
-    WindowRequest drawn = request;
-    drawn.size = windowSize;
-    const int error = kHeadlessBackend.realize(drawn, native);
-    if (error == 0)
-        frames.emplace(connection, window, *visual, windowSize);
-    return error;
+    *native = pbufferOf(windowSize);
+    frames.emplace(connection, window, *visual, windowSize);
+    return 0;
 }
 
 EGLSurface createSurface(EGLDisplay display, EGLConfig config, EGLNativeWindowType native,

@@ -102,6 +102,18 @@ TEST_F(X11Window, DrawsAtTheSizeThatTheWindowManagerGivesIt) {
     EXPECT_EQ(child->errors(), "");
 }
 
+TEST_F(X11Window, SpansSeveralMonitors) {
+    server = XServer::start(5760, 400);
+    start("x11", "5760x400");
+    draw();
+    child->send("fill 5000 0 100 400 70 80 90 255");
+    swap();
+    const Picture drawn = readPng(folder.file("c/latest.png"));
+    EXPECT_EQ(drawn.at(5099, 0), (Bytes{70, 80, 90, 255}));
+    EXPECT_EQ(drawn.at(5759, 399), (Bytes{10, 20, 30, 255}));
+    EXPECT_TRUE(server->comesToShow(server->onlyWindow(), drawn));
+}
+
 TEST_F(X11Window, LetsNothingShineThrough) {
     start("x11:320x200", "320x200");
     EXPECT_EQ(server->opaqueRegion(server->onlyWindow()), (std::vector<long>{0, 0, 320, 200}));
