@@ -58,10 +58,16 @@ bool makeFolder(const std::string& folder) {
            found.st_uid == geteuid() && (found.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-std::string chooseFolder() {
-    for (const std::string& folder : candidateFolders())
-        if (makeFolder(folder))
-            return folder;
+// The lock's file, made if it is missing, in the first folder that takes it.
+FileDescriptor openFile(const std::string& path, std::string* name) {
+    for (const std::string& folder : candidateFolders()) {
+        if (!makeFolder(folder))
+            continue;
+        *name = folder + "/" + nameFor(path);
+        FileDescriptor file(open(name->c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        if (file)
+            return file;
+    }
     return {};
 }
 
@@ -80,17 +86,12 @@ void complain(const std::string& path, const char* reason, int error) {
 }  // namespace
 
 bool NodeLock::take(const std::string& path) {
-    const std::string folder = chooseFolder();
-    if (folder.empty()) {
-        complain(path, "no folder for its lock; a second console is not kept from it", errno);
-        return true;
-    }
-    const std::string name = folder + "/" + nameFor(path);
+    std::string name;
     for (;;) {
-        FileDescriptor file(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        FileDescriptor file = openFile(path, &name);
         if (!file) {
-            complain(name, strerror(errno), errno);
-            return false;
+            complain(path, "no folder for its lock; a second console is not kept from it", errno);
+            return true;
         }
         if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
             if (errno == EINTR)

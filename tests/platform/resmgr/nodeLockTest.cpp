@@ -148,6 +148,18 @@ TEST_F(NodeLockTest, TheFolderOfTheSessionIsTakenUnlessOthersMayWriteIt) {
               0);
 }
 
+TEST_F(NodeLockTest, AFolderThatTakesNoFileGivesWayToTheNext) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can act as another user";
+    EXPECT_EQ(asAnotherUser([&] {
+                  setenv("XDG_RUNTIME_DIR", folder_.path().c_str(), 1);
+                  mkdir(folder_.file("velkaris").c_str(), 0500);
+                  NodeLock first, second;
+                  return take(&first, path_) && said_.empty() && !take(&second, path_) ? 0 : 1;
+              }),
+              0);
+}
+
 TEST_F(NodeLockTest, WithoutAFolderNothingIsLockedAndALineSaysSo) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can act as another user";
