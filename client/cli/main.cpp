@@ -1,4 +1,7 @@
 // Entry of velkarisctl: picks the verb from the table, or prints help.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
@@ -106,9 +109,20 @@ int runChecked(const Verb& verb, const CommandLine& line) {
     return verb.run(line.options, line.operands);
 }
 
+// What we open ourselves, the console first of all, must not become one of the standard streams:
+// messages would go there.
+void openClosedStreams() {
+    int opened = open("/dev/null", O_RDWR);
+    while (opened >= 0 && opened <= STDERR_FILENO)
+        opened = dup(opened);
+    if (opened >= 0)
+        close(opened);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    openClosedStreams();
     CommandLine line;
     const std::string wrong = parseCommandLine({argv + 1, argv + argc}, line);
     const auto verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),

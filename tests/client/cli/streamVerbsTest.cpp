@@ -148,6 +148,24 @@ TEST_F(StreamVerbs, RunTellsWhichSignalEndedItsCommand) {
     EXPECT_THAT(writtenText(), HasSubstr("Job: killed by signal 9 (Killed)\n"));
 }
 
+TEST_F(StreamVerbs, RunTakesNothingElseForAStreamThatIsClosed) {
+    for (const std::string closed : {"<&-", ">&-", "2>&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+        const size_t before = writtenText().size();
+        EXPECT_EQ(
+            shell("timeout 20 \"$CTL\" run --label Job sh -c 'echo shown >&2; exit 5' " + closed)
+                .status,
+            5)
+            << closed;
+        EXPECT_EQ(writtenText().substr(before), "shown\nJob: failed with status 5\n") << closed;
+    }
+}
+
+TEST_F(StreamVerbs, ComplaintsAreNoTextForTheConsole) {
+    EXPECT_EQ(shell("\"$CTL\" --ascii=refuse write größe 2>&-").status, 1);
+    EXPECT_EQ(shell("\"$CTL\" write ok").status, 0);
+    EXPECT_THAT(node->received(), ElementsAre(sentText("ok\n")));
+}
+
 TEST_F(StreamVerbs, RunSaysWhyACommandCouldNotRun) {
     const Outcome missing = run({"run", "/nonexistent/program"});
     EXPECT_EQ(missing.status, 127);
