@@ -289,9 +289,10 @@ bool inForeground() {
 
 void RawKeyboard::take() {
     termios settings;
-    if (previous_ || tcgetattr(STDIN_FILENO, &settings) != 0)
+    if (tcgetattr(STDIN_FILENO, &settings) != 0)
         return;
-    previous_ = settings;
+    if (!previous_)
+        previous_ = settings;
     cfmakeraw(&settings);
     tcsetattr(STDIN_FILENO, TCSADRAIN, &settings);
 }

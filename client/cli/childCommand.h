@@ -84,6 +84,7 @@ public:
     RawKeyboard(const RawKeyboard&) = delete;
     RawKeyboard& operator=(const RawKeyboard&) = delete;
 
+    // Also after a stop without giveBack(): a shell has changed the settings then.
     void take();
     void giveBack();
 

@@ -367,6 +367,27 @@ TEST_F(StreamVerbs, RunStopsAndGoesOnWithItsCommand) {
     }
 }
 
+// Nobody hears of such a stop before it; the shell then sets the terminal up for itself.
+TEST_F(StreamVerbs, RunTakesTheKeysAgainAfterAStopThatCannotBeHeard) {
+    const std::string command = folder.file("command");
+    std::ofstream(command) << "trap 'stty -a <$OUTER | grep -o .icanon; kill $!' CONT\n"
+                              "echo is ready\nsleep 1000 &\nwait\n";
+    const std::string pidFile = folder.file("pid");
+    Command session({"script", "-qec", "bash --norc --noprofile -i", "/dev/null"}, environment);
+    session.write("export OUTER=$(tty)\nsh -c 'echo $$ >" + pidFile + "; exec \"$CTL\" run sh " +
+                  command + "'\n");
+    ASSERT_TRUE(session.awaitOutput("is ready\r"));
+    pid_t pid = 0;
+    std::ifstream(pidFile) >> pid;
+    ASSERT_GT(pid, 0);
+    kill(pid, SIGSTOP);
+    ASSERT_TRUE(session.awaitOutput("Stopped"));
+    session.write("fg\n");
+    EXPECT_TRUE(session.awaitOutput("icanon"));
+    session.write("exit\n");
+    EXPECT_THAT(session.finish().output, HasSubstr("-icanon"));
+}
+
 TEST_F(StreamVerbs, RunInTheBackgroundOfATerminalLeavesTheKeysAlone) {
     Command session({"script", "-qec",
                      "bash -ic '\"$CTL\" run -- sh -c \"test -t 1 && echo shown\" & wait $!; "
