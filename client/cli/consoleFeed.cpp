@@ -114,8 +114,9 @@ void ConsoleFeed::State::serve() {
         if (!finishing)
             sendWaiting(lock);
     }
-    for (sendWaiting(lock); !waiting.empty() && !givenUp; sendWaiting(lock))
-        changed.wait_for(lock, kLastPause, [this] { return givenUp; });
+    sendWaiting(lock);
+    while (!waiting.empty() && !changed.wait_for(lock, kLastPause, [this] { return givenUp; }))
+        sendWaiting(lock);
     finished = true;
     changed.notify_all();
 }

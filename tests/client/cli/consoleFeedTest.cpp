@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -172,6 +174,34 @@ TEST(ConsoleFeed, NeverWaitsForAConsoleThatHangs) {
     }
     goOn.set_value();
     gone.get_future().wait();
+}
+
+// A console that is away at first and hangs in the last moment.
+TEST(ConsoleFeed, BeginsNoAttemptOnceItsTimeIsOver) {
+    struct Shared {
+        std::promise<void> first;
+        std::promise<void> goOn;
+        std::shared_future<void> mayEnd = goOn.get_future().share();
+        std::atomic<int> attempts{0};
+        std::atomic<bool> heldUp{false};
+    };
+    const auto shared = std::make_shared<Shared>();
+    ConsoleFeed::Sink sink;
+    sink.showPercent = [shared](int) {
+        const int attempt = ++shared->attempts;
+        if (attempt == 1)
+            shared->first.set_value();
+        if (attempt > 2 &&
+            shared->mayEnd.wait_for(std::chrono::seconds(10)) != std::future_status::ready)
+            shared->heldUp = true;
+        return ENODEV;
+    };
+    ConsoleFeed feed(std::move(sink), kNever);
+    feed.setPercent(1);
+    shared->first.get_future().wait();
+    EXPECT_NE(feed.finish(std::chrono::milliseconds(1)), 0);
+    shared->goOn.set_value();
+    EXPECT_FALSE(shared->heldUp);
 }
 
 }  // namespace
