@@ -32,8 +32,8 @@ bool staysSo(int error) {
            error == ENAMETOOLONG;
 }
 
-// An attempt takes no longer than until the deadline, unless that is so near that even a console that
-// is there could not answer.
+// An attempt takes no longer than until the deadline, unless that is so near that even a console
+// that is there could not answer.
 unsigned int attemptLimit(const Options& options, const Deadline& deadline) {
     constexpr milliseconds kShortest{1000};
     if (deadline.never)
