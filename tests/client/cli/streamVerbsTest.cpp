@@ -83,7 +83,7 @@ TEST_F(StreamVerbs, GaugeSendsNoMoreThanCanBeSeen) {
 }
 
 TEST_F(StreamVerbs, GaugeReadsToTheEndWithoutAConsole) {
-    Command gauge(line({"-t", "0.2", "gauge", "fw", "Firmware"}), environment);
+    Command gauge(line({"-t", "5", "gauge", "fw", "Firmware"}), environment);
     ASSERT_TRUE(node->waitFor(2));
     node.reset();
     gauge.write(std::string(1000000, '\n'));

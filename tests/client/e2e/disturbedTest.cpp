@@ -189,7 +189,7 @@ TEST_P(Disturbed, RunGoesOnAtTheNextConsole) {
 
 TEST_P(Disturbed, RunEndsAsItsCommandDoesWithoutAConsole) {
     const std::unique_ptr<Command> running =
-        begin({"-t", "1", "run", "--label", "Job", "--", "sh", "-c",
+        begin({"-t", "5", "run", "--label", "Job", "--", "sh", "-c",
                "echo ready; read go; echo rest; exit 6"});
     ASSERT_TRUE(running->awaitOutput("ready"));
     kill();
