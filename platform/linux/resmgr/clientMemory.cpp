@@ -28,8 +28,8 @@ struct ClientMemory::Exchange {
     Bytes found;
 };
 
-ClientMemory::ClientMemory(Clock::duration rest)
-    : rest_(rest), exchange_(std::make_shared<Exchange>()) {}
+ClientMemory::ClientMemory(Clock::duration patience, Clock::duration rest)
+    : patience_(patience), rest_(rest), exchange_(std::make_shared<Exchange>()) {}
 ClientMemory::~ClientMemory() = default;
 
 std::optional<std::vector<char>> ClientMemory::read(pid_t thread, uint64_t address, size_t size) {
@@ -44,7 +44,7 @@ std::optional<std::vector<char>> ClientMemory::read(pid_t thread, uint64_t addre
         exchange->reading = false;
         exchange->changed.notify_one();
     });
-    if (exchange_->changed.wait_for(lock, kPatience, [&] { return !exchange_->reading; }))
+    if (exchange_->changed.wait_for(lock, patience_, [&] { return !exchange_->reading; }))
         return std::move(exchange_->found);
     restsUntil_ = Clock::now() + rest_;
     return std::nullopt;

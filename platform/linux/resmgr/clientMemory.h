@@ -20,8 +20,8 @@ public:
     static constexpr Clock::duration kPatience = std::chrono::milliseconds(100);
     static constexpr Clock::duration kRest = 100 * kPatience;
 
-    // `rest`: for how long nothing is read after a read was given up.
-    explicit ClientMemory(Clock::duration rest = kRest);
+    // `patience`: after what time a read is given up; `rest`: for how long nothing is read then.
+    explicit ClientMemory(Clock::duration patience = kPatience, Clock::duration rest = kRest);
     ~ClientMemory();
 
     // `size` bytes at `address` of the process that `thread` belongs to. None when they cannot be
@@ -31,7 +31,7 @@ public:
 private:
     struct Exchange;
 
-    const Clock::duration rest_;
+    const Clock::duration patience_, rest_;
     Clock::time_point restsUntil_;
     std::shared_ptr<Exchange> exchange_;
     BackgroundThread reader_;

@@ -57,14 +57,14 @@ private:
 
 TEST(ClientMemory, IsReadWhereItIs) {
     const char text[] = "sixteen letters.";
-    ClientMemory memory;
+    ClientMemory memory(std::chrono::hours(1));
     const auto found = memory.read(getpid(), addressOf(text), sizeof(text));
     ASSERT_TRUE(found);
     EXPECT_STREQ(found->data(), text);
 }
 
 TEST(ClientMemory, ThatIsNotThereIsNone) {
-    ClientMemory memory;
+    ClientMemory memory(std::chrono::hours(1));
     EXPECT_FALSE(memory.read(getpid(), 8, 16));
     EXPECT_FALSE(memory.read(0x7ffffff0, addressOf(&memory), 1));
 }
@@ -74,7 +74,7 @@ TEST(ClientMemory, ThatDoesNotArriveIsNotWaitedFor) {
     if (!page.whyNot().empty())
         GTEST_SKIP() << "userfaultfd: " << page.whyNot();
     const int atHand = 42;
-    ClientMemory memory(ClientMemory::Clock::duration::zero());
+    ClientMemory memory(ClientMemory::kPatience, ClientMemory::Clock::duration::zero());
     EXPECT_FALSE(memory.read(getpid(), page.address(), 16));
     EXPECT_FALSE(memory.read(getpid(), addressOf(&atHand), sizeof(atHand)));
     page.supply();
@@ -87,7 +87,7 @@ TEST(ClientMemory, IsNotReadForAWhileAfterThat) {
     if (!page.whyNot().empty())
         GTEST_SKIP() << "userfaultfd: " << page.whyNot();
     const int atHand = 42;
-    ClientMemory memory(std::chrono::hours(1));
+    ClientMemory memory(ClientMemory::kPatience, std::chrono::hours(1));
     EXPECT_FALSE(memory.read(getpid(), page.address(), 16));
     page.supply();
     for (int i = 0; i < 100; ++i) {
