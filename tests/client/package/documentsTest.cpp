@@ -119,16 +119,22 @@ TEST(Documents, TheManualHasEveryFunctionAndConstantOfTheHeader) {
     ASSERT_EQ(functions.size(), 14u);
     for (const std::string& function : functions)
         EXPECT_THAT(page, HasSubstr(".Fn " + function)) << function;
-    for (const std::string& constant : matches(header, "\\b(VELKARIS_[A-Z_]+) ?="))
+    const std::set<std::string> constants = matches(header, "\n    (VELKARIS_[A-Z_]+)");
+    ASSERT_EQ(constants.size(), 10u);
+    for (const std::string& constant : constants)
         EXPECT_THAT(page, HasSubstr("Dv " + constant)) << constant;
-    for (const std::string& error : matches(header, "//   (E[A-Z]+)  "))
+    const std::set<std::string> errors = matches(header, "//   (E[A-Z]+)[ ,]");
+    ASSERT_EQ(errors.size(), 6u);
+    for (const std::string& error : errors)
         EXPECT_THAT(page, HasSubstr("Er " + error)) << error;
 }
 
 TEST(Documents, TheManualHasEveryCommandOfTheProtocol) {
     const std::string page = content("docs/man/velkaris.7");
-    for (const std::string& command :
-         matches(content("src/console/protocol.h"), "define (DCMD_\\w+)"))
+    const std::set<std::string> commands =
+        matches(content("src/console/protocol.h"), "define (DCMD_\\w+)");
+    ASSERT_EQ(commands.size(), 4u);
+    for (const std::string& command : commands)
         EXPECT_THAT(page, HasSubstr(".It Dv " + command)) << command;
 }
 
@@ -139,8 +145,10 @@ TEST(Documents, TheManualHasEveryOptionOfTheService) {
     ASSERT_EQ(options.size(), 10u);
     for (const std::string& option : options)
         EXPECT_TRUE(std::regex_search(page, std::regex("\\.It Fl " + option + "\\b"))) << option;
-    for (const std::string& variable :
-         matches(content("platform/linux/settings/layerSettings.h"), "// (VELKARIS_[A-Z_]+) "))
+    const std::set<std::string> variables =
+        matches(content("platform/linux/settings/layerSettings.h"), "// (VELKARIS_[A-Z_]+) ");
+    ASSERT_EQ(variables.size(), 4u);
+    for (const std::string& variable : variables)
         EXPECT_THAT(page, HasSubstr(".It Ev " + variable)) << variable;
 }
 
