@@ -344,6 +344,10 @@ TEST_F(StreamVerbs, RunOnATerminalPassesKeysAndTheirSignalsOn) {
     EXPECT_THAT(outcome.output, HasSubstr("line is typed\r\n"));
 }
 
+// What is typed before the shell has the keys back is the command's.
+constexpr char kGoOn[] = "fg; echo is \"over\"\n";
+constexpr char kOver[] = "is over\r";
+
 // The key that suspends, once with a terminal of the command's own and once on the caller's.
 TEST_F(StreamVerbs, RunStopsAndGoesOnWithItsCommand) {
     for (const std::string rest : {"", " | cat"}) {
@@ -357,11 +361,12 @@ TEST_F(StreamVerbs, RunStopsAndGoesOnWithItsCommand) {
         std::string pid;
         std::ifstream(pidFile) >> pid;
         EXPECT_EQ(stateOf(pid), "T") << "the command itself";
-        session.write("fg\n");
+        session.write(kGoOn);
         while (stateOf(pid) == "T")
             std::this_thread::yield();
         session.write("typed\n");
         EXPECT_TRUE(session.awaitOutput("the word is typed"));
+        ASSERT_TRUE(session.awaitOutput(kOver));
         session.write("exit\n");
         session.finish();
     }
@@ -370,8 +375,9 @@ TEST_F(StreamVerbs, RunStopsAndGoesOnWithItsCommand) {
 // Nobody hears of such a stop before it; the shell then sets the terminal up for itself.
 TEST_F(StreamVerbs, RunTakesTheKeysAgainAfterAStopThatCannotBeHeard) {
     const std::string command = folder.file("command");
-    std::ofstream(command) << "trap 'stty -a <$OUTER | grep -o .icanon; kill $!' CONT\n"
-                              "echo is ready\nsleep 1000 &\nwait\n";
+    std::ofstream(command) << "sleep 1000 &\n"
+                              "trap 'stty -a <$OUTER | grep -o .icanon; kill $!' CONT\n"
+                              "echo is ready\nwait\n";
     const std::string pidFile = folder.file("pid");
     Command session({"script", "-qec", "bash --norc --noprofile -i", "/dev/null"}, environment);
     session.write("export OUTER=$(tty)\nsh -c 'echo $$ >" + pidFile + "; exec \"$CTL\" run sh " +
@@ -382,8 +388,9 @@ TEST_F(StreamVerbs, RunTakesTheKeysAgainAfterAStopThatCannotBeHeard) {
     ASSERT_GT(pid, 0);
     kill(pid, SIGSTOP);
     ASSERT_TRUE(session.awaitOutput("Stopped"));
-    session.write("fg\n");
+    session.write(kGoOn);
     EXPECT_TRUE(session.awaitOutput("icanon"));
+    ASSERT_TRUE(session.awaitOutput(kOver));
     session.write("exit\n");
     EXPECT_THAT(session.finish().output, HasSubstr("-icanon"));
 }
