@@ -15,11 +15,12 @@
 #include "resmgr/deviceServer.h"
 #include "resmgr/growingBuffer.h"
 
-// Has a thread of its own close it, which may take as long as a client likes: a file of the
-// client's own file system, a connection that lingers, a socket in which such things wait. Those
-// behind it are bounded by the limit of open files. Where no thread can be had, closes it here.
-void closeElsewhere(int fd);
-using ClientDescriptor = OwnedDescriptor<closeElsewhere>;
+// Closes what a client has a share in. That may take as long as the client likes: a file of its own
+// file system, a connection that lingers, a socket in which such things wait. So a thread of its
+// own closes all but sockets in which nothing waits. What is behind something that takes long
+// there, or finds no thread, stays open; the limit of open files bounds it.
+void closeClients(int fd);
+using ClientDescriptor = OwnedDescriptor<closeClients>;
 
 class SocketNode {
 public:

@@ -211,6 +211,38 @@ TEST_F(SocketNodeTest, DescriptorsThatCannotBeClosedHoldUpNobody) {
     EXPECT_EQ(threads(node_->process()), 2u);
 }
 
+TEST_F(SocketNodeTest, BehindWhatCannotBeClosedNothingOfOthersPilesUp) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    const FileDescriptor client = connectRaw();
+    kill(node_->process(), SIGSTOP);
+    ASSERT_TRUE(pass(client, {connection.sender.get()}));
+    connection.sender.reset();
+    kill(node_->process(), SIGCONT);
+    expectDropped(client);
+    expectAlive();
+    const size_t before = openFiles(node_->process());
+    for (int i = 0; i < 100; ++i)
+        expectAlive();
+    // The last client's connection may be open still.
+    EXPECT_LE(openFiles(node_->process()), before + 1);
+}
+
+TEST_F(SocketNodeTest, NobodyIsHeldUpByWhatWaitsBehindAnEmptyPacket) {
+    LingeringConnection connection;
+    ASSERT_TRUE(connection.establish()) << strerror(errno);
+    AnswerSocket answer;
+    const FileDescriptor client = connectRaw();
+    kill(node_->process(), SIGSTOP);
+    ASSERT_EQ(send(answer.mine.get(), "", 0, MSG_NOSIGNAL), 0);
+    ASSERT_TRUE(pass(answer.mine, {connection.sender.get()}));
+    ASSERT_TRUE(pass(client, {answer.theirs.get()}));
+    connection.sender.reset();
+    answer.theirs.reset();
+    kill(node_->process(), SIGCONT);
+    expectAlive();
+}
+
 // Below, what cannot be closed lies in a place where nobody takes it out.
 TEST_F(SocketNodeTest, NobodyIsHeldUpByWhatWaitsInAnAnswerSocket) {
     LingeringConnection connection;
