@@ -17,7 +17,7 @@
 class ClientMemory {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr Clock::duration kPatience = std::chrono::milliseconds(100);
+    static constexpr Clock::duration kPatience = std::chrono::milliseconds(250);
     static constexpr Clock::duration kRest = 100 * kPatience;
 
     // `patience`: after what time a read is given up; `rest`: for how long nothing is read then.
