@@ -36,9 +36,11 @@ bool staysSo(int error) {
 // that is there could not answer.
 unsigned int attemptLimit(const Options& options, const Deadline& deadline) {
     constexpr milliseconds kShortest{1000};
+    constexpr milliseconds kLongest{std::chrono::hours(24)};  // the limit has 32 bits; then again
     if (deadline.never)
         return options.timeLimit;
-    const auto left = static_cast<unsigned int>(std::max(kShortest, deadline.left()).count());
+    const auto left = static_cast<unsigned int>(
+        std::clamp<milliseconds>(deadline.left(), kShortest, kLongest).count());
     return options.timeLimit == VELKARIS_NO_TIME_LIMIT ? left : std::min(options.timeLimit, left);
 }
 
