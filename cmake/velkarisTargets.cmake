@@ -8,6 +8,7 @@ if(VELKARIS_SANITIZE)
     target_compile_options(velkaris_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all
         -fno-omit-frame-pointer
+        -O1 # more doubles the time that it takes to compile, and hides what is to be found
         -Wno-maybe-uninitialized) # GCC warns falsely of instrumented code; the plain build has it on
     target_link_options(velkaris_flags INTERFACE -fsanitize=address,undefined)
 endif()

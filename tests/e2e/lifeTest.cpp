@@ -176,8 +176,8 @@ TEST_P(Life, AnIdleConsoleWakesForItsFramesAlone) {
     ASSERT_TRUE(console.waitForFrame(2 + kFrames));
     const long perFrame = (waitsBegun(console.process().pid()) - before) / kFrames;
     RecordProperty("waitsPerFrame", static_cast<int>(perFrame));
+    EXPECT_GT(before, 0) << "nothing is counted";
     EXPECT_LE(perFrame, kWaitsPerFrame);
-    EXPECT_GE(perFrame, 1);
 }
 
 VELKARIS_ON_EACH_TRANSPORT(Life);
