@@ -190,7 +190,7 @@ TEST_F(Installed, ACMakeProjectFindsThePackage) {
            "}\n";
     const Outcome built =
         shell(CMAKE_COMMAND
-              " -S $SCRATCH -B $SCRATCH/build -DCMAKE_PREFIX_PATH=$PREFIX "
+              " -G Ninja -S $SCRATCH -B $SCRATCH/build -DCMAKE_PREFIX_PATH=$PREFIX "
               "-DCMAKE_C_FLAGS=\"$BUILD_FLAGS\" && " CMAKE_COMMAND " --build $SCRATCH/build");
     ASSERT_EQ(built.status, 0) << built.output << built.errors;
     EXPECT_EQ(shell("$SCRATCH/build/shared && $SCRATCH/build/static").status, 0);
