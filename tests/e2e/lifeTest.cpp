@@ -174,10 +174,10 @@ TEST_P(Life, AnIdleConsoleWakesForItsFramesAlone) {
     ASSERT_TRUE(console.waitForFrame(2)) << console.errors();
     const long before = waitsBegun(console.process().pid());
     ASSERT_TRUE(console.waitForFrame(2 + kFrames));
-    const long perFrame = (waitsBegun(console.process().pid()) - before) / kFrames;
-    RecordProperty("waitsPerFrame", static_cast<int>(perFrame));
-    EXPECT_GT(before, 0) << "nothing is counted";
-    EXPECT_LE(perFrame, kWaitsPerFrame);
+    const long waits = waitsBegun(console.process().pid()) - before;
+    RecordProperty("waits", static_cast<int>(waits));
+    EXPECT_LE(waits, kWaitsPerFrame * kFrames);
+    EXPECT_GE(waits, 1);  // one that is late does not wait for each tick
 }
 
 VELKARIS_ON_EACH_TRANSPORT(Life);
