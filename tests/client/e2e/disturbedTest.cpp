@@ -10,6 +10,15 @@ namespace {
 
 using testing::HasSubstr;
 
+// Each that needs a console at once.
+const std::vector<std::vector<std::string>> kVerbs = {
+    {"status", "x"},        {"percent", "1"},
+    {"add", "a", "A"},      {"update", "a", "1"},
+    {"set", "a", "A", "1"}, {"write", "x"},
+    {"gauge", "a", "A"},    {"tail", "/dev/null"},
+    {"run", "true"},        {"demo", "--seconds", "1"},
+};
+
 class Disturbed : public ShownConsole {
 protected:
     static ReferenceModel item(const std::string& label, int percent) {
@@ -26,17 +35,7 @@ protected:
 
 TEST_P(Disturbed, OneShotVerbsGiveUpOnAStoppedConsoleInTime) {
     freeze();
-    for (const std::vector<std::string>& verb :
-         std::vector<std::vector<std::string>>{{"status", "x"},
-                                               {"percent", "1"},
-                                               {"add", "a", "A"},
-                                               {"update", "a", "1"},
-                                               {"set", "a", "A", "1"},
-                                               {"write", "x"},
-                                               {"gauge", "a", "A"},
-                                               {"tail", "/dev/null"},
-                                               {"run", "true"},
-                                               {"demo", "--seconds", "1"}}) {
+    for (const std::vector<std::string>& verb : kVerbs) {
         std::vector<std::string> limited = {"--timeout", "0.1"};
         limited.insert(limited.end(), verb.begin(), verb.end());
         const Outcome outcome = ctl(limited);
@@ -72,17 +71,7 @@ TEST_P(Disturbed, OneShotVerbsSayThatAKilledConsoleIsGone) {
 TEST_P(Disturbed, AConsoleKilledWhileItIsStoppedEndsTheWait) {
     freeze();
     std::vector<std::unique_ptr<Command>> waiting;
-    for (const std::vector<std::string>& verb :
-         std::vector<std::vector<std::string>>{{"status", "x"},
-                                               {"percent", "1"},
-                                               {"add", "a", "A"},
-                                               {"update", "a", "1"},
-                                               {"set", "a", "A", "1"},
-                                               {"write", "x"},
-                                               {"gauge", "a", "A"},
-                                               {"tail", "/dev/null"},
-                                               {"run", "true"},
-                                               {"demo", "--seconds", "1"}}) {
+    for (const std::vector<std::string>& verb : kVerbs) {
         std::vector<std::string> arguments = {"-t", "0"};
         arguments.insert(arguments.end(), verb.begin(), verb.end());
         waiting.push_back(begin(arguments));
