@@ -15,7 +15,6 @@
 namespace {
 
 constexpr size_t kThreadsKept = 64;  // open files; the clients of one moment, not of a lifetime
-constexpr uint64_t kWriteMax = 0x7ffff000;  // more than that no system call writes
 constexpr uint64_t kPartsMax = 1024;
 
 // A thread whose request is here may still be on its way to sleep; then the file says "running".

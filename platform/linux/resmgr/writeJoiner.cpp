@@ -2,9 +2,6 @@
 
 namespace {
 
-// No system call writes more (MAX_RW_COUNT of Linux); what seems to be longer is several writes.
-constexpr uint64_t kWriteMax = 0x7ffff000;
-
 // A piece that is not the last fills the 256 pages of a request. Fewer bytes than that cannot, in
 // however many parts they come.
 constexpr size_t kTooSmallInParts = 255;
@@ -95,6 +92,7 @@ PieceRole WriteJoiner::roleByFacts(uint64_t received) const {
 }
 
 PieceRole WriteJoiner::roleBySize(const WritePiece& piece, uint64_t received) const {
+    // What seems to be longer is several writes.
     const bool mayGoOn = piece.size >= fullPiece_ && received < kWriteMax;
     return mayGoOn ? PieceRole::more : PieceRole::last;
 }

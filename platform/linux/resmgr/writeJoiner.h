@@ -10,6 +10,9 @@
 #include <cstdint>
 #include <unordered_map>
 
+// No system call writes more bytes: MAX_RW_COUNT of Linux.
+constexpr uint64_t kWriteMax = 0x7ffff000;
+
 enum class ClientCall {
     unknown,     // the client's system call could not be read, or is none of those below
     running,     // cannot be read at this moment: the client's thread does not sleep in it
