@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
 #include "nothingNode.h"
+#include "ownership/fileDescriptor.h"
 #include "resmgr/mountTable.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <fuse_lowlevel.h>
 #include <unistd.h>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 namespace {
 

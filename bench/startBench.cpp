@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "resmgr/mountTable.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/eventLoop.h"
+#include "ownership/fileDescriptor.h"
 
 namespace {
 

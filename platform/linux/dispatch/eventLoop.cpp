@@ -5,11 +5,11 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <unordered_map>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/pulseTimers.h"
+#include "ownership/fileDescriptor.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ void callWatcher(Source* source, int fd, uint32_t events) {
         source->ready(source->data);  // may forget any source, itself included
         return;
     }
-    fprintf(stderr, "velkaris: event loop: descriptor %d has hung up, no longer watched\n", fd);
+    layerError("event loop: descriptor %d has hung up, no longer watched", fd);
     eventLoopForget(fd);
 }
 

@@ -7,9 +7,9 @@
 #include <memory>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/channel.h"
 #include "dispatch/eventLoop.h"
+#include "ownership/fileDescriptor.h"
 
 namespace {
 

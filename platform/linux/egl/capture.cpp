@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "ownership/release.h"
+#include "report/layerError.h"
 #include "settings/layerSettings.h"
 
 namespace {
@@ -108,7 +109,7 @@ bool FrameCapture::linkLatest(const std::string& name) {
 
 bool FrameCapture::fail(const std::string& path, const char* reason) {
     if (!failureReported)
-        std::fprintf(stderr, "[Velkaris] capture: %s: %s (said once)\n", path.c_str(), reason);
+        layerError("capture: %s: %s (said once)", path.c_str(), reason);
     failureReported = true;
     return false;
 }

@@ -5,6 +5,7 @@
 #include "egl/capture.h"
 #include "egl/realEgl.h"
 #include "kd/windows/backend.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -29,8 +30,8 @@ EGLDisplay __wrap_eglGetDisplay(EGLNativeDisplayType nativeDisplay) {
         return EGL_NO_DISPLAY;
     consoleDisplay = eglGetPlatformDisplay(opened->native.platform, opened->native.handle, nullptr);
     if (consoleDisplay == EGL_NO_DISPLAY)
-        windowError("%s: the EGL library has no such platform, error 0x%X", opened->backend->name,
-                    static_cast<unsigned>(eglGetError()));
+        layerError("%s: the EGL library has no such platform, error 0x%X", opened->backend->name,
+                   static_cast<unsigned>(eglGetError()));
     return consoleDisplay;
 }
 

@@ -11,8 +11,8 @@
 #include <new>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
 #include "img/imageFile.h"
+#include "ownership/fileDescriptor.h"
 #include "ownership/release.h"
 
 struct img_lib {};

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -15,6 +14,7 @@
 
 #include "dispatch/channel.h"
 #include "dispatch/endSignals.h"
+#include "report/layerError.h"
 #include "resmgr/attachedNodes.h"
 #include "resmgr/fuseNode.h"
 #include "resmgr/nodeLock.h"
@@ -57,32 +57,32 @@ bool serveAsFile(AttachedNode* node, const std::string& path, PlaceContent conte
         return false;
     node->fuse = FuseNode::mount(path, server);
     if (node->fuse && content == PlaceContent::filledFile)
-        fprintf(stderr,
-                "velkaris: %s: a file with contents is there; the node hides it until the console "
-                "ends\n",
-                path.c_str());
+        layerError(
+            "%s: a file with contents is there; the node hides it until the console "
+            "ends",
+            path.c_str());
     return node->fuse != nullptr;
 }
 
 bool serveAsSocket(AttachedNode* node, const std::string& path, PlaceContent content, mode_t mode,
                    const DeviceServer& server) {
     if (content == PlaceContent::filledFile) {
-        fprintf(stderr,
-                "velkaris: %s: is a file with contents, which a socket would not keep; move it "
-                "away first\n",
-                path.c_str());
+        layerError(
+            "%s: is a file with contents, which a socket would not keep; move it "
+            "away first",
+            path.c_str());
         errno = EEXIST;
         return false;
     }
     if (content == PlaceContent::emptyFile && unlink(path.c_str()) != 0)
-        fprintf(stderr, "velkaris: %s: %s\n", path.c_str(), strerror(errno));
+        layerError("%s: %s", path.c_str(), strerror(errno));
     node->socket = SocketNode::listen(path, mode, server);
     if (!node->socket)
         return false;
-    fprintf(stderr,
-            "velkaris: %s: served as a socket; shell redirection to it will not work, use "
-            "velkarisctl\n",
-            path.c_str());
+    layerError(
+        "%s: served as a socket; shell redirection to it will not work, use "
+        "velkarisctl",
+        path.c_str());
     return true;
 }
 
@@ -103,15 +103,14 @@ bool serve(AttachedNode* node, const std::string& path, const std::string& kind,
     }
     if (kind.empty())
         return serveAsSocket(node, path, content, mode, server);
-    fprintf(stderr, "velkaris: %s: FUSE cannot be had: %s\n", path.c_str(), strerror(errno));
+    layerError("%s: FUSE cannot be had: %s", path.c_str(), strerror(errno));
     return false;
 }
 
 bool knownKind(const std::string& kind) {
     if (kind.empty() || kind == "fuse" || kind == "socket")
         return true;
-    fprintf(stderr, "velkaris: VELKARIS_NODE_KIND is \"%s\", neither \"fuse\" nor \"socket\"\n",
-            kind.c_str());
+    layerError("VELKARIS_NODE_KIND is \"%s\", neither \"fuse\" nor \"socket\"", kind.c_str());
     return false;
 }
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <unordered_map>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "resmgr/clientMemory.h"
 #include "resmgr/writeJoiner.h"
 

@@ -10,12 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 
 #include "dispatch/eventLoop.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -76,9 +76,9 @@ bool othersAllowed() {
     while (std::getline(settings, line))
         if (line.compare(0, 16, "user_allow_other") == 0)
             return true;
-    fprintf(stderr,
-            "velkaris: user_allow_other is not set in /etc/fuse.conf, so only this user can use "
-            "the node\n");
+    layerError(
+        "user_allow_other is not set in /etc/fuse.conf, so only this user can use "
+        "the node");
     return false;
 }
 
@@ -283,7 +283,7 @@ bool FuseNode::mountOn(const std::string& path) {
     session_ = fuse_session_new(&args, &operations, sizeof(operations), this);
     fuse_opt_free_args(&args);
     if (!session_ || fuse_session_mount(session_, path.c_str()) != 0) {
-        fprintf(stderr, "velkaris: %s: cannot mount the device node\n", path.c_str());
+        layerError("%s: cannot mount the device node", path.c_str());
         return false;
     }
     path_ = path;
@@ -301,8 +301,7 @@ bool FuseNode::mountOn(const std::string& path) {
     if (fcntl(device, F_SETFD, FD_CLOEXEC) == 0 && fcntl(device, F_SETFL, O_NONBLOCK) == 0 &&
         eventLoopServe(device, serve, this) && eventLoopServe(pendingTimer_.get(), check, this))
         return true;
-    fprintf(stderr, "velkaris: %s: cannot watch the device node: %s\n", path.c_str(),
-            strerror(errno));
+    layerError("%s: cannot watch the device node: %s", path.c_str(), strerror(errno));
     return false;
 }
 
@@ -330,8 +329,7 @@ void FuseNode::serveRequest(resmgr_context_t* ctp) {
         return;
     if (received <= 0) {
         eventLoopForget(fuse_session_fd(session_));
-        fprintf(stderr, "velkaris: %s: the device node was unmounted, nobody can write to it\n",
-                path_.c_str());
+        layerError("%s: the device node was unmounted, nobody can write to it", path_.c_str());
         return;
     }
     ctp_ = ctp;

@@ -7,7 +7,7 @@
 #include <string>
 #include <unordered_set>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "resmgr/clientCalls.h"
 #include "resmgr/deviceServer.h"
 #include "resmgr/growingBuffer.h"

@@ -6,10 +6,11 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
+
+#include "report/layerError.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ bool isStillThere(const FileDescriptor& file, const std::string& name) {
 }
 
 void complain(const std::string& path, const char* reason, int error) {
-    fprintf(stderr, "velkaris: %s: %s\n", path.c_str(), reason);
+    layerError("%s: %s", path.c_str(), reason);
     errno = error;
 }
 

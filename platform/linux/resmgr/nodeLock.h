@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 class NodeLock {
 public:

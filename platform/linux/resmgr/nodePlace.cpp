@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "ownership/release.h"
+#include "report/layerError.h"
 #include "resmgr/mountTable.h"
 #include "resmgr/socketAddress.h"
 
@@ -22,7 +22,7 @@ constexpr char kNodeType[] = "fuse.velkaris";
 constexpr int kMountsMax = 64;  // that dead consoles may have left on top of each other
 
 void complain(const std::string& path, const char* reason, int error) {
-    fprintf(stderr, "velkaris: %s: %s\n", path.c_str(), reason);
+    layerError("%s: %s", path.c_str(), reason);
     errno = error;
 }
 

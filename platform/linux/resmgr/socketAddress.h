@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 class SocketAddress {
 public:

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "dispatch/eventLoop.h"
+#include "report/layerError.h"
 #include "resmgr/backgroundThread.h"
 #include "resmgr/socketAddress.h"
 
@@ -109,7 +110,7 @@ std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t m
     std::unique_ptr<SocketNode> node(new SocketNode(server));
     if (node->bindAndListen(path, mode))
         return node;
-    fprintf(stderr, "velkaris: %s: cannot listen: %s\n", path.c_str(), strerror(errno));
+    layerError("%s: cannot listen: %s", path.c_str(), strerror(errno));
     return nullptr;
 }
 

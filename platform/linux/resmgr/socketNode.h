@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "resmgr/deviceServer.h"
 #include "resmgr/growingBuffer.h"
 

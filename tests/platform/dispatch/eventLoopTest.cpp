@@ -11,8 +11,8 @@
 #include <functional>
 #include <string>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/endSignals.h"
+#include "ownership/fileDescriptor.h"
 #include "platform/dispatch/channelFixture.h"
 
 namespace {

@@ -37,7 +37,7 @@ TEST(WindowProcess, FallsBackToHeadlessAndSaysSo) {
         GTEST_SKIP() << "this machine has a graphics card, which would be drawn on";
     ChildProcess child({kProgram}, {"VELKARIS_WINDOW=", "DISPLAY=", "WAYLAND_DISPLAY="});
     EXPECT_EQ(child.readLine(), "screen 1280x480, drawing 1280x480");
-    EXPECT_EQ(child.errors(), "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+    EXPECT_EQ(child.errors(), "velkaris: no display found; drawing headless, 1280x480\n");
 }
 
 TEST(WindowProcess, FallsBackToHeadlessWhenTheServersOfTheEnvironmentAreGone) {
@@ -47,10 +47,10 @@ TEST(WindowProcess, FallsBackToHeadlessWhenTheServersOfTheEnvironmentAreGone) {
                                     "XDG_RUNTIME_DIR=/nonexistent"});
     EXPECT_EQ(child.readLine(), "screen 1280x480, drawing 1280x480");
     EXPECT_EQ(child.errors(),
-              "[Velkaris] window: wayland: can't connect to the compositor \"gone\": No such file "
+              "velkaris: wayland: can't connect to the compositor \"gone\": No such file "
               "or directory\n"
-              "[Velkaris] window: x11: can't connect to the X server \":65000\"\n"
-              "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+              "velkaris: x11: can't connect to the X server \":65000\"\n"
+              "velkaris: no display found; drawing headless, 1280x480\n");
 }
 
 TEST(WindowProcess, FallsBackToHeadlessAtTheSizeForWindows) {
@@ -59,7 +59,7 @@ TEST(WindowProcess, FallsBackToHeadlessAtTheSizeForWindows) {
     ChildProcess child({kProgram},
                        {"VELKARIS_WINDOW=auto:321x123", "DISPLAY=", "WAYLAND_DISPLAY="});
     EXPECT_EQ(child.readLine(), "screen 321x123, drawing 321x123");
-    EXPECT_EQ(child.errors(), "[Velkaris] window: no display found; drawing headless, 321x123\n");
+    EXPECT_EQ(child.errors(), "velkaris: no display found; drawing headless, 321x123\n");
 }
 
 TEST(WindowProcess, SaysNothingOfAHeadlessWindowThatWasAskedFor) {

@@ -14,7 +14,7 @@
 #include <string>
 #include <thread>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <functional>
 #include <string>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 // Devices commands of the served node besides the common ones.
 enum : uint32_t {

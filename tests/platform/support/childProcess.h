@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 
 class ChildProcess {
 public:

@@ -1,13 +1,12 @@
 #include "kd/windows/backend.h"
 
 #include <charconv>
-#include <cstdarg>
-#include <cstdio>
 
 #include "kd/windows/headless.h"
 #include "kd/windows/kms.h"
 #include "kd/windows/wayland.h"
 #include "kd/windows/x11.h"
+#include "report/layerError.h"
 #include "settings/layerSettings.h"
 
 namespace {
@@ -37,8 +36,8 @@ const WindowBackend* findBackend(const std::string& name) {
             return backend;
         known += std::string(", ") + backend->name;
     }
-    windowError("VELKARIS_WINDOW: no window backend \"%s\"; there are: %s", name.c_str(),
-                known.c_str());
+    layerError("VELKARIS_WINDOW: no window backend \"%s\"; there are: %s", name.c_str(),
+               known.c_str());
     return nullptr;
 }
 
@@ -54,16 +53,16 @@ std::optional<OpenedBackend> openNamed(const WindowBackend* backend, const std::
 // `size` is for windows, on a desktop or in memory; a display without a desktop is filled.
 std::optional<OpenedBackend> openAutomatic(const std::string& size) {
     if (!size.empty() && !parseSize(size)) {
-        windowError("VELKARIS_WINDOW: auto:%s is no size; write auto or auto:WIDTHxHEIGHT",
-                    size.c_str());
+        layerError("VELKARIS_WINDOW: auto:%s is no size; write auto or auto:WIDTHxHEIGHT",
+                   size.c_str());
         return std::nullopt;
     }
     const WindowBackend* const backend = firstPresent();
     const std::optional<OpenedBackend> opened =
         openNamed(backend, backend == &kKmsBackend ? "" : size);
     if (opened && backend == &kHeadlessBackend)
-        windowError("no display found; drawing headless, %dx%d", opened->native.size.width,
-                    opened->native.size.height);
+        layerError("no display found; drawing headless, %dx%d", opened->native.size.width,
+                   opened->native.size.height);
     return opened;
 }
 
@@ -98,13 +97,4 @@ std::optional<DisplaySize> parseSize(const std::string& text) {
     if (size.width < 1 || size.width > kLargest || size.height < 1 || size.height > kLargest)
         return std::nullopt;
     return size;
-}
-
-void windowError(const char* format, ...) {
-    char text[512];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    std::fprintf(stderr, "[Velkaris] window: %s\n", text);
 }

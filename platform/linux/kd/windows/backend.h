@@ -77,6 +77,3 @@ const OpenedBackend* openedBackend();
 
 // "WIDTHxHEIGHT" in pixels, each 1 to 32767 without sign or blanks.
 std::optional<DisplaySize> parseSize(const std::string& text);
-
-// One line on standard error about a display or a window.
-[[gnu::format(printf, 1, 2)]] void windowError(const char* format, ...);

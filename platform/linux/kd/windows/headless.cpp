@@ -7,6 +7,7 @@
 
 #include "egl/realEgl.h"
 #include "kd/windows/offScreen.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -20,8 +21,8 @@ bool isPresent() {
 std::optional<NativeDisplay> open(const std::string& argument) {
     const std::optional<DisplaySize> size = argument.empty() ? kHeadlessSize : parseSize(argument);
     if (!size) {
-        windowError("VELKARIS_WINDOW: headless:%s is no size; write headless:WIDTHxHEIGHT",
-                    argument.c_str());
+        layerError("VELKARIS_WINDOW: headless:%s is no size; write headless:WIDTHxHEIGHT",
+                   argument.c_str());
         return std::nullopt;
     }
     headlessSize = *size;
@@ -34,8 +35,8 @@ int realize(const WindowRequest& request, EGLNativeWindowType* window) {
     eglGetConfigAttrib(request.display, request.config, EGL_MAX_PBUFFER_WIDTH, &maxWidth);
     eglGetConfigAttrib(request.display, request.config, EGL_MAX_PBUFFER_HEIGHT, &maxHeight);
     if (size.width > maxWidth || size.height > maxHeight) {
-        windowError("headless: %dx%d is larger than the %dx%d that EGL offers", size.width,
-                    size.height, maxWidth, maxHeight);
+        layerError("headless: %dx%d is larger than the %dx%d that EGL offers", size.width,
+                   size.height, maxWidth, maxHeight);
         return KD_EINVAL;
     }
     *window = pbufferOf(size);

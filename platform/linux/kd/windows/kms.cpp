@@ -14,6 +14,7 @@
 #include "kd/windows/headless.h"
 #include "kd/windows/kmsHotplug.h"
 #include "kd/windows/offScreen.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ void openDrawingCard(const std::shared_ptr<KmsCard>& card) {
 std::optional<NativeDisplay> open(const std::string& argument) {
     const std::optional<KmsWish> wish = parseKmsWish(argument);
     if (!wish) {
-        windowError(
+        layerError(
             "VELKARIS_WINDOW: kms:%s is no card and no size; write kms, kms:/dev/dri/cardN, "
             "kms:WIDTHxHEIGHT or kms:/dev/dri/cardN:WIDTHxHEIGHT",
             argument.c_str());
@@ -78,8 +79,8 @@ std::optional<NativeDisplay> open(const std::string& argument) {
         if (isSameSize(native.size, display->output().size()))
             openDrawingCard(display->card());
     } else {
-        windowError("kms: no display is connected; drawing off screen, %dx%d, until one appears",
-                    native.size.width, native.size.height);
+        layerError("kms: no display is connected; drawing off screen, %dx%d, until one appears",
+                   native.size.width, native.size.height);
     }
     if (drawing().device) {
         native.platform = EGL_PLATFORM_GBM_KHR;
@@ -101,9 +102,9 @@ int realize(const WindowRequest& request, EGLNativeWindowType* window) {
                            static_cast<uint32_t>(whole.size.height), static_cast<uint32_t>(format),
                            GBM_BO_USE_SCANOUT | GBM_BO_USE_RENDERING));
     if (!drawing().surface) {
-        windowError("kms: %s has no buffers for a picture of %dx%d: %s",
-                    drawing().card->path.c_str(), whole.size.width, whole.size.height,
-                    std::strerror(errno));
+        layerError("kms: %s has no buffers for a picture of %dx%d: %s",
+                   drawing().card->path.c_str(), whole.size.width, whole.size.height,
+                   std::strerror(errno));
         return KD_EIO;
     }
     *window = reinterpret_cast<EGLNativeWindowType>(drawing().surface.get());

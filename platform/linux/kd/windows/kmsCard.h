@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "descriptor/fileDescriptor.h"
+#include "ownership/fileDescriptor.h"
 #include "ownership/release.h"
 
 using DrmResources = std::unique_ptr<drmModeRes, Release<drmModeFreeResources>>;

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "report/layerError.h"
+
 namespace {
 
 // A flip takes a frame, some 20 ms, and the console draws once a second: an event that stays out
@@ -97,8 +99,8 @@ CommitResult KmsDisplay::commit(const KmsFrame& frame) {
 void KmsDisplay::failed(int error) {
     isLit = false;
     if (error != reportedError)
-        windowError("kms: can't show the picture on %s: %s", output_.name.c_str(),
-                    std::strerror(error));
+        layerError("kms: can't show the picture on %s: %s", output_.name.c_str(),
+                   std::strerror(error));
     reportedError = error;
 }
 

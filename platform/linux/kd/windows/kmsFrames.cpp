@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "kd/windows/kmsChoice.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ const Framebuffer* framebufferOf(const std::shared_ptr<KmsCard>& card, gbm_bo* b
     auto made = std::make_unique<Framebuffer>(card, size, format, gbm_bo_get_handle(buffer).u32,
                                               gbm_bo_get_stride(buffer));
     if (made->id() == 0) {
-        windowError("kms: the card can't show what was drawn: %s", std::strerror(errno));
+        layerError("kms: the card can't show what was drawn: %s", std::strerror(errno));
         made.reset();
     }
     gbm_bo_set_user_data(buffer, made.get(), dropFramebuffer);
@@ -69,7 +70,7 @@ KmsFramePtr takeSwappedFrame(const std::shared_ptr<KmsCard>& card, gbm_surface* 
                              uint32_t format) {
     gbm_bo* const locked = gbm_surface_lock_front_buffer(surface);
     if (!locked) {
-        windowError("kms: the frame can't be taken from the surface: %s", std::strerror(errno));
+        layerError("kms: the frame can't be taken from the surface: %s", std::strerror(errno));
         return nullptr;
     }
     const auto giveBack = [surface](gbm_bo* buffer) {
@@ -143,8 +144,8 @@ KmsFramePtr KmsMemoryFrames::copy(const uint8_t* rgba, const DisplaySize& pictur
             memory = std::make_shared<Memory>(card, size, format);
         if (memory->buffer == 0) {
             if (!failureReported)
-                windowError("kms: %s has no memory for a picture of %dx%d: %s", card->path.c_str(),
-                            size.width, size.height, std::strerror(errno));
+                layerError("kms: %s has no memory for a picture of %dx%d: %s", card->path.c_str(),
+                           size.width, size.height, std::strerror(errno));
             failureReported = true;
             memory.reset();
             return nullptr;

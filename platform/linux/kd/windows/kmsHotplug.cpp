@@ -8,6 +8,7 @@
 
 #include "dispatch/eventLoop.h"
 #include "kd/windows/kmsTerminal.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ void leaveDisplay() {
 
 void sayOnce(const std::string& trouble) {
     if (!trouble.empty() && trouble != hotplug().trouble)
-        windowError("kms: %s", trouble.c_str());
+        layerError("kms: %s", trouble.c_str());
     hotplug().trouble = trouble;
 }
 
@@ -159,8 +160,8 @@ std::string findDisplay(const std::optional<DisplaySize>& wanted) {
 
 void sayWhatIsShown(const KmsDisplay& display) {
     const KmsOutput& output = display.output();
-    windowError("kms: drawing on %s of %s, %dx%d", output.name.c_str(),
-                display.card()->path.c_str(), output.size().width, output.size().height);
+    layerError("kms: drawing on %s of %s, %dx%d", output.name.c_str(), display.card()->path.c_str(),
+               output.size().width, output.size().height);
 }
 
 }  // namespace
@@ -178,8 +179,8 @@ void followDisplay(const DisplaySize& consoleSize) {
     if (display && display->isThere())
         return regainDisplay();
     if (display) {
-        windowError("kms: %s of %s is gone; drawing off screen until a display appears",
-                    display->output().name.c_str(), display->card()->path.c_str());
+        layerError("kms: %s of %s is gone; drawing off screen until a display appears",
+                   display->output().name.c_str(), display->card()->path.c_str());
         display.reset();
     }
     forgetVanishedCards();

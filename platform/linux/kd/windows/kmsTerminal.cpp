@@ -14,9 +14,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/eventLoop.h"
 #include "kd/windows/backend.h"
+#include "ownership/fileDescriptor.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -127,12 +128,11 @@ void claimTerminal(void (*leaveCallback)(), void (*enterCallback)()) {
     mode.acqsig = kEnterSignal;
     if (!watch(&leaveEvent, leave, kLeaveSignal) || !watch(&enterEvent, enter, kEnterSignal) ||
         ioctl(terminal().fd.get(), VT_SETMODE, &mode) != 0) {
-        windowError("kms: can't take over terminal %d: %s", terminal().number,
-                    std::strerror(errno));
+        layerError("kms: can't take over terminal %d: %s", terminal().number, std::strerror(errno));
         return;
     }
     std::atexit(giveBack);
     if (ioctl(terminal().fd.get(), KDSETMODE, KD_GRAPHICS) != 0)
-        windowError("kms: can't set terminal %d to graphics: %s", terminal().number,
-                    std::strerror(errno));
+        layerError("kms: can't set terminal %d to graphics: %s", terminal().number,
+                   std::strerror(errno));
 }

@@ -16,6 +16,7 @@
 #include "egl/realEgl.h"
 #include "kd/windows/waylandConnection.h"
 #include "kd/windows/waylandGlobals.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -60,8 +61,8 @@ bool findCompositor() {
         return true;
     wl_display* const connection = waylandConnect();
     if (!connection) {
-        windowError("wayland: can't connect to the compositor \"%s\": %s", waylandName().c_str(),
-                    std::strerror(errno));
+        layerError("wayland: can't connect to the compositor \"%s\": %s", waylandName().c_str(),
+                   std::strerror(errno));
         return false;
     }
     globals = waylandFindGlobals(connection);
@@ -81,16 +82,16 @@ bool isPresent() {
 DisplaySize sizeOfDisplay() {
     if (globals->mode.width > 0 && globals->mode.height > 0)
         return globals->mode;
-    windowError("wayland: the compositor has no display yet; taking it for %dx%d",
-                kDefaultSize.width, kDefaultSize.height);
+    layerError("wayland: the compositor has no display yet; taking it for %dx%d",
+               kDefaultSize.width, kDefaultSize.height);
     return kDefaultSize;
 }
 
 std::optional<NativeDisplay> open(const std::string& argument) {
     const std::optional<DisplaySize> size = parseSize(argument);
     if (!argument.empty() && !size) {
-        windowError("VELKARIS_WINDOW: wayland:%s is no size; write wayland or wayland:WIDTHxHEIGHT",
-                    argument.c_str());
+        layerError("VELKARIS_WINDOW: wayland:%s is no size; write wayland or wayland:WIDTHxHEIGHT",
+                   argument.c_str());
         return std::nullopt;
     }
     if (!findCompositor())
@@ -205,18 +206,18 @@ int realize(const WindowRequest& request, EGLNativeWindowType* native) {
     // Without a picture this only asks for the configuration, which has to come first.
     wl_surface_commit(surface);
     if (!waylandServeUntil(&isConfigured)) {
-        windowError("wayland: the compositor does not show the window");
+        layerError("wayland: the compositor does not show the window");
         return KD_EIO;
     }
     windowSize = settledSize();
     auto* const window =
         wl_egl_window_create(surface, windowSize.width * scale(), windowSize.height * scale());
     if (!window) {
-        windowError("wayland: can't make a window for EGL");
+        layerError("wayland: can't make a window for EGL");
         return KD_ENOMEM;
     }
     if (!eventLoopWatch(wl_display_get_fd(waylandConnect()), handleEvents, nullptr)) {
-        windowError("wayland: can't watch the connection to the compositor, error %d", errno);
+        layerError("wayland: can't watch the connection to the compositor, error %d", errno);
         return KD_EIO;
     }
     *native = reinterpret_cast<EGLNativeWindowType>(window);

@@ -10,6 +10,7 @@
 #include <cstdlib>
 
 #include "kd/windows/backend.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -32,9 +33,9 @@ char lastComplaint[256] = "";
 
 [[noreturn]] void endOnLostConnection() {
     if (wl_display_get_error(connection) == EPROTO)
-        windowError("wayland: the compositor refused a request: %s", lastComplaint);
+        layerError("wayland: the compositor refused a request: %s", lastComplaint);
     else
-        windowError("wayland: the connection to the compositor is lost");
+        layerError("wayland: the connection to the compositor is lost");
     std::exit(EXIT_FAILURE);
 }
 

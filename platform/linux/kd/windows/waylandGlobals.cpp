@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "kd/windows/waylandConnection.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -153,13 +154,13 @@ const WaylandGlobals* waylandFindGlobals(wl_display* connection) {
     wl_registry_add_listener(wl_display_get_registry(connection), &listener, nullptr);
     // Once for what there is, once for what the display says about itself.
     if (!roundTrip(connection, &announced) || !roundTrip(connection, &described)) {
-        windowError("wayland: the compositor \"%s\" does not answer", waylandName().c_str());
+        layerError("wayland: the compositor \"%s\" does not answer", waylandName().c_str());
         return nullptr;
     }
     if (!globals.compositor || !globals.shell) {
         const wl_interface& missing =
             globals.compositor ? xdg_wm_base_interface : wl_compositor_interface;
-        windowError("wayland: the compositor does not offer %s", missing.name);
+        layerError("wayland: the compositor does not offer %s", missing.name);
         return nullptr;
     }
     return &globals;

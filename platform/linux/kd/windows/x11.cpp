@@ -15,11 +15,12 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "descriptor/fileDescriptor.h"
 #include "dispatch/eventLoop.h"
 #include "kd/windows/headless.h"
 #include "kd/windows/offScreen.h"
 #include "kd/windows/x11Frames.h"
+#include "ownership/fileDescriptor.h"
+#include "report/layerError.h"
 
 namespace {
 
@@ -41,12 +42,12 @@ DisplaySize windowSize{};         // what the window manager has made of it, unt
 std::optional<X11Frames> frames;  // from then on
 
 int endOnLostConnection(Display*) {
-    windowError("x11: the connection to the X server is lost");
+    layerError("x11: the connection to the X server is lost");
     std::exit(EXIT_FAILURE);
 }
 
 [[noreturn]] void endWithoutWindow() {
-    windowError("x11: the window was destroyed from outside");
+    layerError("x11: the window was destroyed from outside");
     std::exit(EXIT_FAILURE);
 }
 
@@ -57,8 +58,8 @@ int endOnServerError(Display* display, XErrorEvent* error) {
         endWithoutWindow();
     char text[128];
     XGetErrorText(display, error->error_code, text, sizeof text);
-    windowError("x11: the X server refused request %d.%d: %s", error->request_code,
-                error->minor_code, text);
+    layerError("x11: the X server refused request %d.%d: %s", error->request_code,
+               error->minor_code, text);
     std::exit(EXIT_FAILURE);
 }
 
@@ -94,13 +95,13 @@ bool connect() {
         return true;
     const Answer answer = askServer();
     if (answer == Answer::none) {
-        windowError("x11: the X server \"%s\" does not answer", XDisplayName(nullptr));
+        layerError("x11: the X server \"%s\" does not answer", XDisplayName(nullptr));
         return false;
     }
     if (answer == Answer::accepted)
         connection = XOpenDisplay(nullptr);
     if (!connection)
-        windowError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));
+        layerError("x11: can't connect to the X server \"%s\"", XDisplayName(nullptr));
     return connection != nullptr;
 }
 
@@ -112,8 +113,8 @@ bool isPresent() {
 std::optional<NativeDisplay> open(const std::string& argument) {
     const std::optional<DisplaySize> size = parseSize(argument);
     if (!argument.empty() && !size) {
-        windowError("VELKARIS_WINDOW: x11:%s is no size; write x11 or x11:WIDTHxHEIGHT",
-                    argument.c_str());
+        layerError("VELKARIS_WINDOW: x11:%s is no size; write x11 or x11:WIDTHxHEIGHT",
+                   argument.c_str());
         return std::nullopt;
     }
     if (!connect())
@@ -233,7 +234,7 @@ void waitUntilMapped() {
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
         if (left <= 0) {
-            windowError("x11: the window is not shown yet; going on without waiting");
+            layerError("x11: the window is not shown yet; going on without waiting");
             return;
         }
         pollfd events{ConnectionNumber(connection), POLLIN, 0};
@@ -245,7 +246,7 @@ void waitUntilMapped() {
 int realize(const WindowRequest& request, EGLNativeWindowType* native) {
     const std::optional<XVisualInfo> visual = findVisual();
     if (!visual) {
-        windowError("x11: the X server has no visual of eight bits a colour");
+        layerError("x11: the X server has no visual of eight bits a colour");
         return KD_EIO;
     }
     const bool asked = request.size.width > 0 && !isFullScreen;
@@ -257,7 +258,7 @@ int realize(const WindowRequest& request, EGLNativeWindowType* native) {
     XMapRaised(connection, window);
     waitUntilMapped();
     if (!eventLoopWatch(ConnectionNumber(connection), handleEvents, nullptr)) {
-        windowError("x11: can't watch the connection to the X server, error %d", errno);
+        layerError("x11: can't watch the connection to the X server, error %d", errno);
         return KD_EIO;
     }
     *native = pbufferOf(windowSize);

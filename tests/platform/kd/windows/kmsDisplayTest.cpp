@@ -48,7 +48,7 @@ OutputState outputState(const KmsCard&, const KmsOutput&) {
     return kernel.state;
 }
 
-void windowError(const char*, ...) {
+void layerError(const char*, ...) {
     ++kernel.complaints;
 }
 

@@ -134,7 +134,7 @@ void claimTerminal(void (*leave)(), void (*enter)()) {
     machine.enter = enter;
 }
 
-void windowError(const char* format, ...) {
+void layerError(const char* format, ...) {
     char text[256];
     va_list arguments;
     va_start(arguments, format);

@@ -21,19 +21,18 @@ std::string saidBy(const std::string& window) {
 
 TEST(KmsProcess, NamesACardThatIsNotThere) {
     EXPECT_THAT(saidBy("kms:/dev/dri/card9999"),
-                HasSubstr("[Velkaris] window: kms: no graphics card /dev/dri/card9999\n"));
+                HasSubstr("velkaris: kms: no graphics card /dev/dri/card9999\n"));
 }
 
 TEST(KmsProcess, NamesADeviceThatIsNoCard) {
-    EXPECT_THAT(
-        saidBy("kms:/dev/null"),
-        HasSubstr("[Velkaris] window: kms: /dev/null is no graphics card that drives displays\n"));
+    EXPECT_THAT(saidBy("kms:/dev/null"),
+                HasSubstr("velkaris: kms: /dev/null is no graphics card that drives displays\n"));
 }
 
 TEST(KmsProcess, RefusesWhatIsNoCardAndNoSize) {
     for (const std::string wish : {"1280", "card0", "card0:8x8", ":8x8", "8x8:"}) {
         EXPECT_EQ(saidBy("kms:" + wish),
-                  "[Velkaris] window: VELKARIS_WINDOW: kms:" + wish +
+                  "velkaris: VELKARIS_WINDOW: kms:" + wish +
                       " is no card and no size; write kms, kms:/dev/dri/cardN, kms:WIDTHxHEIGHT or "
                       "kms:/dev/dri/cardN:WIDTHxHEIGHT\n");
     }
@@ -73,10 +72,9 @@ TEST(KmsProcess, GoesOnWithoutAnyCard) {
         GTEST_SKIP() << "this machine has a graphics card";
     ChildProcess child({kProgram}, {"VELKARIS_WINDOW=kms"});
     EXPECT_EQ(child.readLine(), "screen 1280x480, drawing 1280x480");
-    EXPECT_EQ(
-        child.errors(),
-        "[Velkaris] window: kms: no display is connected; drawing off screen, 1280x480, until "
-        "one appears\n");
+    EXPECT_EQ(child.errors(),
+              "velkaris: kms: no display is connected; drawing off screen, 1280x480, until "
+              "one appears\n");
     child.send("swap");
     EXPECT_EQ(child.readLine(), "swapped");
 }

@@ -136,7 +136,7 @@ TEST_F(WaylandWindow, StartsWithoutADisplayAndSaysSo) {
     launch("wayland");
     EXPECT_EQ(child->readLine(), "screen 1280x480, drawing 1280x480");
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the compositor has no display yet; "
+              "velkaris: wayland: the compositor has no display yet; "
               "taking it for 1280x480\n");
 }
 
@@ -270,8 +270,7 @@ TEST_F(WaylandWindow, FailsWhenTheCompositorDiesBetweenTwoFrames) {
     while (child->readLine() == "swapped") {
     }
     EXPECT_EQ(child->wait(), 1);
-    EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the connection to the compositor is lost\n");
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the connection to the compositor is lost\n");
 }
 
 TEST_F(WaylandWindow, FailsWithTheCompositorsWordsWhenItRefusesSomething) {
@@ -290,8 +289,7 @@ TEST_F(WaylandWindow, GivesUpOnACompositorThatNeverShowsIt) {
     launch("wayland");
     EXPECT_THAT(child->readLine(), HasSubstr("failed: window"));
     child->wait();
-    EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the compositor does not show the window\n");
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the compositor does not show the window\n");
 }
 
 TEST_F(WaylandWindow, GivesUpOnACompositorThatHangsFromTheStart) {
@@ -301,7 +299,7 @@ TEST_F(WaylandWindow, GivesUpOnACompositorThatHangsFromTheStart) {
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     child->wait();
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the compositor \"wayland-test\" does "
+              "velkaris: wayland: the compositor \"wayland-test\" does "
               "not answer\n");
 }
 
@@ -310,8 +308,7 @@ TEST_F(WaylandWindow, SaysThatTheCompositorOffersNoWindows) {
     launch("wayland");
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     child->wait();
-    EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the compositor does not offer xdg_wm_base\n");
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the compositor does not offer xdg_wm_base\n");
 }
 
 TEST_F(WaylandWindow, SaysThatThereIsNoCompositor) {
@@ -319,7 +316,7 @@ TEST_F(WaylandWindow, SaysThatThereIsNoCompositor) {
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     child->wait();
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: can't connect to the compositor "
+              "velkaris: wayland: can't connect to the compositor "
               "\"wayland-test\": No such file or directory\n");
 }
 
@@ -327,9 +324,9 @@ TEST_F(WaylandWindow, IsNotChosenWhereTheCompositorIsGone) {
     launch("");
     EXPECT_EQ(child->readLine(), "screen 1280x480, drawing 1280x480");
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: can't connect to the compositor \"wayland-test\": "
+              "velkaris: wayland: can't connect to the compositor \"wayland-test\": "
               "No such file or directory\n"
-              "[Velkaris] window: no display found; drawing headless, 1280x480\n");
+              "velkaris: no display found; drawing headless, 1280x480\n");
 }
 
 TEST_F(WaylandWindow, IsNotChosenWhereTheCompositorOffersNoWindows) {
@@ -337,8 +334,8 @@ TEST_F(WaylandWindow, IsNotChosenWhereTheCompositorOffersNoWindows) {
     launch("auto:321x123");
     EXPECT_EQ(child->readLine(), "screen 321x123, drawing 321x123");
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the compositor does not offer xdg_wm_base\n"
-              "[Velkaris] window: no display found; drawing headless, 321x123\n");
+              "velkaris: wayland: the compositor does not offer xdg_wm_base\n"
+              "velkaris: no display found; drawing headless, 321x123\n");
 }
 
 TEST_F(WaylandWindow, RefusesWhatIsNoSize) {
@@ -346,7 +343,7 @@ TEST_F(WaylandWindow, RefusesWhatIsNoSize) {
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     child->wait();
     EXPECT_EQ(child->errors(),
-              "[Velkaris] window: VELKARIS_WINDOW: wayland:wide is no size; write "
+              "velkaris: VELKARIS_WINDOW: wayland:wide is no size; write "
               "wayland or wayland:WIDTHxHEIGHT\n");
 }
 

@@ -85,8 +85,7 @@ TEST_F(HeadlessWeston, EndsTheConsoleWhenItIsKilled) {
     weston->kill(SIGKILL);
     EXPECT_EQ(child->readLine(), "exit handlers ran");
     EXPECT_EQ(child->wait(), 1);
-    EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the connection to the compositor is lost\n");
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the connection to the compositor is lost\n");
 }
 
 TEST_F(HeadlessWeston, EndsTheConsoleWhenItIsToldToEnd) {
@@ -95,8 +94,7 @@ TEST_F(HeadlessWeston, EndsTheConsoleWhenItIsToldToEnd) {
     weston->kill(SIGTERM);
     EXPECT_EQ(child->readLine(), "exit handlers ran");
     EXPECT_EQ(child->wait(), 1);
-    EXPECT_EQ(child->errors(),
-              "[Velkaris] window: wayland: the connection to the compositor is lost\n");
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the connection to the compositor is lost\n");
 }
 
 class WestonOnX : public WestonWindow {

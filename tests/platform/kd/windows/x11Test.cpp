@@ -155,7 +155,7 @@ TEST_F(X11Window, FailsWhenTheServerDiesBetweenTwoFrames) {
     while (child->readLine() == "swapped") {
     }
     EXPECT_EQ(child->wait(), 1);
-    EXPECT_EQ(child->errors(), "[Velkaris] window: x11: the connection to the X server is lost\n");
+    EXPECT_EQ(child->errors(), "velkaris: x11: the connection to the X server is lost\n");
 }
 
 TEST_F(X11Window, FailsWhenItsConnectionIsCut) {
@@ -210,7 +210,7 @@ TEST(X11, SaysThatThereIsNoServer) {
     ChildProcess child({VELKARIS_WINDOW_PROGRAM}, {"VELKARIS_WINDOW=x11", "DISPLAY=:65000"});
     EXPECT_EQ(child.readLine(), "failed: eglGetDisplay, kd error 0");
     child.wait();
-    EXPECT_EQ(child.errors(), "[Velkaris] window: x11: can't connect to the X server \":65000\"\n");
+    EXPECT_EQ(child.errors(), "velkaris: x11: can't connect to the X server \":65000\"\n");
 }
 
 }  // namespace
