@@ -22,12 +22,17 @@ set(CMAKE_C_EXTENSIONS OFF)
 
 # velkaris_add_room(<room> SOURCES <file>... [LIBRARIES <target>...])
 #
-# Makes the object library velkaris_<room>. Its sources see the headers of the folder above the
-# room, so that a path in an include names the room: "text/fontAtlas.h".
+# Makes the object library velkaris_<room>. Its sources see the headers of the wing that the room is
+# in (src, platform/linux, client), so that a path in an include names the room: "text/fontAtlas.h".
 function(velkaris_add_room room)
     cmake_parse_arguments(ROOM "" "" "SOURCES;LIBRARIES" ${ARGN})
     set(target velkaris_${room})
     cmake_path(GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH root)
+    set(layer "${PROJECT_SOURCE_DIR}/platform/linux")
+    cmake_path(IS_PREFIX layer "${root}" NORMALIZE isInLayer)
+    if(isInLayer)
+        set(root "${layer}")
+    endif()
     add_library(${target} OBJECT ${ROOM_SOURCES})
     target_include_directories(${target} PUBLIC ${root})
     target_link_libraries(${target} PUBLIC velkaris_flags velkaris_interfaces ${ROOM_LIBRARIES})

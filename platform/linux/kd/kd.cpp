@@ -1,14 +1,15 @@
-// The window calls and thread-local values of OpenKODE Core, over the window backend.
+// The window calls and thread-local values of OpenKODE Core, over the chosen window.
 #include <KD/kd.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "kd/windows/backend.h"
+#include "window/windowChoice.h"
 
 struct KDWindow {
     WindowRequest request;
-    bool realized;
+    std::optional<PixelSize> realizedSize;
 };
 
 namespace {
@@ -29,7 +30,7 @@ KDint fail(KDint error) {
 KDint refusal(const KDWindow* window, const void* param) {
     if (!window || window != theWindow.get() || !param)
         return KD_EINVAL;
-    return window->realized ? KD_EPERM : 0;
+    return window->realizedSize ? KD_EPERM : 0;
 }
 
 bool isConfig(EGLDisplay display, EGLConfig config) {
@@ -58,7 +59,7 @@ KDWindow* kdCreateWindow(EGLDisplay display, EGLConfig config, void*) {
         lastError = KD_EPERM;
         return nullptr;
     }
-    if (!openedBackend()) {
+    if (!openedWindow()) {
         lastError = KD_EIO;
         return nullptr;
     }
@@ -66,8 +67,7 @@ KDWindow* kdCreateWindow(EGLDisplay display, EGLConfig config, void*) {
         lastError = KD_EINVAL;
         return nullptr;
     }
-    theWindow = std::make_unique<KDWindow>(
-        KDWindow{WindowRequest{display, config, DisplaySize{0, 0}, "", ""}, false});
+    theWindow = std::make_unique<KDWindow>();
     return theWindow.get();
 }
 
@@ -76,7 +76,7 @@ KDint kdSetWindowPropertyiv(KDWindow* window, KDint pname, const KDint32* param)
         return fail(KD_EOPNOTSUPP);
     if (const KDint error = refusal(window, param))
         return fail(error);
-    const DisplaySize size{param[0], param[1]};
+    const PixelSize size{param[0], param[1]};
     const bool given = size.width > 0 && size.height > 0;
     if (!given && (size.width != 0 || size.height != 0))
         return fail(KD_EINVAL);
@@ -96,9 +96,10 @@ KDint kdSetWindowPropertycv(KDWindow* window, KDint pname, const KDchar* param) 
 KDint kdRealizeWindow(KDWindow* window, EGLNativeWindowType* nativewindow) {
     if (const KDint error = refusal(window, nativewindow))
         return fail(error);
-    if (const int error = openedBackend()->backend->realize(window->request, nativewindow))
-        return fail(error);
-    window->realized = true;
+    window->realizedSize = openedWindow()->window->realize(window->request);
+    if (!window->realizedSize)
+        return fail(KD_EIO);
+    *nativewindow = &*window->realizedSize;
     return 0;
 }
 

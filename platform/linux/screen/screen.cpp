@@ -1,4 +1,4 @@
-// The screen service: one display, as large as the window backend says.
+// The screen service: one display, as large as the window says.
 #include <screen/screen.h>
 
 #include <algorithm>
@@ -6,10 +6,10 @@
 #include <memory>
 #include <vector>
 
-#include "kd/windows/backend.h"
+#include "window/windowChoice.h"
 
 struct _screen_display {
-    DisplaySize size;
+    PixelSize size;
 };
 
 struct _screen_context {
@@ -48,10 +48,10 @@ int screen_create_context(screen_context_t* pctx, int flags) {
         return fail(EINVAL);
     if (flags != SCREEN_APPLICATION_CONTEXT)
         return fail(EPERM);
-    const OpenedBackend* opened = openedBackend();
+    const OpenedWindow* opened = openedWindow();
     if (!opened)
         return fail(EIO);
-    contexts().push_back(std::make_unique<_screen_context>(_screen_context{{opened->native.size}}));
+    contexts().push_back(std::make_unique<_screen_context>(_screen_context{{opened->displaySize}}));
     *pctx = contexts().back().get();
     return 0;
 }

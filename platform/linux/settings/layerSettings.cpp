@@ -15,9 +15,10 @@ LayerSettings readLayerSettings() {
     LayerSettings settings;
     const std::string window = variable("VELKARIS_WINDOW");
     const size_t colon = window.find(':');
-    settings.windowBackend = window.substr(0, colon);
+    settings.windowName = window.substr(0, colon);
     if (colon != std::string::npos)
         settings.windowArgument = window.substr(colon + 1);
+    settings.renderer = variable("VELKARIS_RENDERER");
     settings.captureFolder = variable("VELKARIS_CAPTURE");
     settings.nodePath = variable("VELKARIS_NODE");
     settings.nodeKind = variable("VELKARIS_NODE_KIND");

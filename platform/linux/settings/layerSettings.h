@@ -1,9 +1,11 @@
 // Every environment variable that the Linux layer reads, in one place. The service itself has none.
 //
-// VELKARIS_WINDOW     where the console is drawn: BACKEND or BACKEND:ARGUMENT, for instance
+// VELKARIS_WINDOW     where the console is drawn: WINDOW or WINDOW:ARGUMENT, for instance
 //                     "wayland", "x11:800x480", "kms:/dev/dri/card1", "headless:1280x480". "auto",
-//                     unset or empty: what the machine has, in the order of the backend table;
+//                     unset or empty: what the machine has, in the order of the table of windows;
 //                     "auto:800x480": if that is a window, of this size.
+// VELKARIS_RENDERER   what draws: "cpu"; "gl": the machine's own OpenGL ES library. "auto", unset or
+//                     empty: cpu.
 // VELKARIS_CAPTURE    a folder: every presented frame is written there as frame-NNNNNN.png, and
 //                     latest.png follows the newest. Unset or empty: nothing is written.
 // VELKARIS_NODE       another path for the device node, for service and clients alike.
@@ -14,8 +16,9 @@
 #include <string>
 
 struct LayerSettings {
-    std::string windowBackend;   // text before the colon
+    std::string windowName;      // text before the colon
     std::string windowArgument;  // text after the colon, uninterpreted; empty if there is none
+    std::string renderer;        // empty: automatic
     std::string captureFolder;   // empty: no capture
     std::string nodePath;        // empty: the path that the service asks for
     std::string nodeKind;  // "fuse", "socket", empty; anything else is an error for its reader

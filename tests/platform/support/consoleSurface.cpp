@@ -24,6 +24,28 @@ bool isWanted(EGLDisplay display, EGLConfig config) {
            attribute(display, config, EGL_ALPHA_SIZE) == 8;
 }
 
+GLuint compiled(GLenum type, const char* source) {
+    const GLuint shader = glCreateShader(type);
+    glShaderSource(shader, 1, &source, nullptr);
+    glCompileShader(shader);
+    return shader;
+}
+
+// The service's own: a renderer may know no other.
+GLuint solidProgram() {
+    const GLuint program = glCreateProgram();
+    glAttachShader(program, compiled(GL_VERTEX_SHADER,
+                                     "attribute vec4 a_vPosition; uniform mat4 u_vTransform;"
+                                     "void main() { gl_Position = u_vTransform * a_vPosition; }"));
+    glAttachShader(program, compiled(GL_FRAGMENT_SHADER,
+                                     "precision mediump float; uniform vec4 u_fColor;"
+                                     "void main() { gl_FragColor = u_fColor; }"));
+    glLinkProgram(program);
+    GLint isLinked = 0;
+    glGetProgramiv(program, GL_LINK_STATUS, &isLinked);
+    return isLinked ? program : 0;
+}
+
 }  // namespace
 
 bool ConsoleSurface::chooseConfig() {
@@ -84,7 +106,8 @@ bool ConsoleSurface::makeCurrent() {
     glGetIntegerv(GL_VIEWPORT, viewport);
     width = viewport[2];
     height = viewport[3];
-    return true;
+    program = solidProgram();
+    return program != 0;
 }
 
 std::string ConsoleSurface::bringUp() {
@@ -98,16 +121,49 @@ std::string ConsoleSurface::bringUp() {
     return makeCurrent() ? "" : "window";
 }
 
-void ConsoleSurface::fill(int x, int y, int rectWidth, int rectHeight, int red, int green, int blue,
-                          int alpha) {
-    const auto channel = [](int value) { return static_cast<float>(value) / 255.0f; };
-    glEnable(GL_SCISSOR_TEST);
-    glScissor(x, y, rectWidth, rectHeight);
-    glClearColor(channel(red), channel(green), channel(blue), channel(alpha));
-    glClear(GL_COLOR_BUFFER_BIT);
-    glDisable(GL_SCISSOR_TEST);
+void ConsoleSurface::fill(int x, int y, int rectWidth, int rectHeight, int red, int green,
+                          int blue) {
+    fills.push_back({x, y, rectWidth, rectHeight, red, green, blue});
 }
 
 bool ConsoleSurface::swap() {
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glUseProgram(program);
+    for (const Fill& each : fills)
+        draw(each);
     return eglSwapBuffers(display, surface) == EGL_TRUE;
+}
+
+void ConsoleSurface::draw(const Fill& each) const {
+    const float left = static_cast<float>(each.x), bottom = static_cast<float>(each.y);
+    const float right = left + static_cast<float>(each.width);
+    const float top = bottom + static_cast<float>(each.height);
+    const float corners[] = {left, bottom, left, top, right, bottom, right, top};
+    const auto channel = [](int value) { return static_cast<float>(value) / 255.0f; };
+    const float transform[] = {
+        2.0f / static_cast<float>(width),
+        0,
+        0,
+        0,  //
+        0,
+        2.0f / static_cast<float>(height),
+        0,
+        0,  //
+        0,
+        0,
+        1,
+        0,  //
+        -1,
+        -1,
+        0,
+        1,
+    };
+    glUniformMatrix4fv(glGetUniformLocation(program, "u_vTransform"), 1, GL_FALSE, transform);
+    glUniform4f(glGetUniformLocation(program, "u_fColor"), channel(each.red), channel(each.green),
+                channel(each.blue), 1);
+    glEnableVertexAttribArray(0);
+    glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, corners);
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+    glDisableVertexAttribArray(0);
 }

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <EGL/egl.h>
+#include <GLES2/gl2.h>
 #include <KD/kd.h>
 
 #include <string>
+#include <vector>
 
 struct ConsoleSurface {
     EGLDisplay display = EGL_NO_DISPLAY;
@@ -19,13 +21,23 @@ struct ConsoleSurface {
     // The call that failed; empty when all went well.
     std::string bringUp();
 
-    // Fills a rectangle, origin bottom-left, with a colour of 0 to 255 each.
-    void fill(int x, int y, int rectWidth, int rectHeight, int red, int green, int blue, int alpha);
+    // From the next frame on there is a rectangle of that colour, 0 to 255 each, over all earlier
+    // ones; origin bottom-left.
+    void fill(int x, int y, int rectWidth, int rectHeight, int red, int green, int blue);
     bool swap();
 
 private:
+    struct Fill {
+        int x, y, width, height;
+        int red, green, blue;
+    };
+    void draw(const Fill& each) const;
+
     bool chooseConfig();
     void readScreenSize();
     bool makeWindow();
     bool makeCurrent();
+
+    GLuint program = 0;
+    std::vector<Fill> fills;
 };

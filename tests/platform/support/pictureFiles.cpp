@@ -141,13 +141,13 @@ Bytes readFile(const std::string& path) {
     return Bytes(std::istreambuf_iterator<char>(file), {});
 }
 
-Picture readPng(const std::string& path) {
+DecodedPicture readPng(const std::string& path) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     if (!png_image_begin_read_from_file(&image, path.c_str()))
         return {};
     image.format = PNG_FORMAT_RGBA;
-    Picture picture{image.width, image.height, Bytes(PNG_IMAGE_SIZE(image))};
+    DecodedPicture picture{image.width, image.height, Bytes(PNG_IMAGE_SIZE(image))};
     if (!png_image_finish_read(&image, nullptr, picture.rgba.data(), 0, nullptr))
         return {};
     return picture;

@@ -1,4 +1,4 @@
-// Picture files for tests: written with the libraries that other programs write them with.
+// DecodedPicture files for tests: written with the libraries that other programs write them with.
 #pragma once
 
 #include <cstdint>
@@ -47,7 +47,7 @@ void writeFile(const std::string& path, const Bytes& bytes);
 Bytes readFile(const std::string& path);
 
 // The picture in a PNG file as R,G,B,A rows from the top; empty if it is none.
-struct Picture {
+struct DecodedPicture {
     uint32_t width = 0;
     uint32_t height = 0;
     Bytes rgba;
@@ -58,4 +58,4 @@ struct Picture {
         return Bytes(first, first + 4);
     }
 };
-Picture readPng(const std::string& path);
+DecodedPicture readPng(const std::string& path);

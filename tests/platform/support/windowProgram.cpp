@@ -2,7 +2,7 @@
 // standard input, served by the event loop like a window's events. For tests of what belongs to a
 // whole process: its settings, its end.
 //
-//     fill X Y WIDTH HEIGHT RED GREEN BLUE ALPHA
+//     fill X Y WIDTH HEIGHT RED GREEN BLUE
 //     swap                                        answers "swapped", or "not swapped"
 #include <unistd.h>
 
@@ -18,10 +18,10 @@ namespace {
 ConsoleSurface console;
 
 void obey(const std::string& line) {
-    int n[8];
-    if (std::sscanf(line.c_str(), "fill %d %d %d %d %d %d %d %d", n, n + 1, n + 2, n + 3, n + 4,
-                    n + 5, n + 6, n + 7) == 8)
-        console.fill(n[0], n[1], n[2], n[3], n[4], n[5], n[6], n[7]);
+    int n[7];
+    if (std::sscanf(line.c_str(), "fill %d %d %d %d %d %d %d", n, n + 1, n + 2, n + 3, n + 4, n + 5,
+                    n + 6) == 7)
+        console.fill(n[0], n[1], n[2], n[3], n[4], n[5], n[6]);
     else if (line == "swap")
         std::puts(console.swap() ? "swapped" : "not swapped");
 }

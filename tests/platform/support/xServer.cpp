@@ -85,13 +85,13 @@ uint32_t XServer::onlyWindow() const {
     return static_cast<uint32_t>(window);
 }
 
-Picture XServer::picture(uint32_t window) const {
+DecodedPicture XServer::picture(uint32_t window) const {
     XWindowAttributes attributes{};
     XGetWindowAttributes(client->display, window, &attributes);
     const auto width = static_cast<unsigned>(attributes.width);
     const auto height = static_cast<unsigned>(attributes.height);
     XImage* image = XGetImage(client->display, window, 0, 0, width, height, AllPlanes, ZPixmap);
-    Picture picture{width, height, {}};
+    DecodedPicture picture{width, height, {}};
     for (unsigned y = 0; y < height; ++y) {
         for (unsigned x = 0; x < width; ++x) {
             const unsigned long pixel = XGetPixel(image, static_cast<int>(x), static_cast<int>(y));
@@ -104,7 +104,7 @@ Picture XServer::picture(uint32_t window) const {
     return picture;
 }
 
-bool XServer::comesToShow(uint32_t window, const Picture& expected) const {
+bool XServer::comesToShow(uint32_t window, const DecodedPicture& expected) const {
     const auto end = std::chrono::steady_clock::now() + kHangTime;
     while (std::chrono::steady_clock::now() < end) {
         if (picture(window).rgba == expected.rgba)

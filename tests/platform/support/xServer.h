@@ -23,10 +23,10 @@ public:
 
     // The one window on the screen, 0 if there is none.
     uint32_t onlyWindow() const;
-    Picture picture(uint32_t window) const;
+    DecodedPicture picture(uint32_t window) const;
     // Whether the window shows `expected` before anybody would call it hung. The server tells
     // nobody when it has drawn what a client sent, so it is asked until it has.
-    bool comesToShow(uint32_t window, const Picture& expected) const;
+    bool comesToShow(uint32_t window, const DecodedPicture& expected) const;
     std::string caption(uint32_t window) const;
     bool wantsFullScreen(uint32_t window) const;
     // The part that a compositor may take as opaque: x, y, width, height; empty if it says nothing.

@@ -1,11 +1,8 @@
 // Preloaded into the console of an emulated machine, makes the machine's driver another one: one
-// that takes no whole states at once ("older"), one with a GPU ("gpu"), or both, by the words in
-// VELKARIS_TEST_DRIVER. The real driver does what the console asks of it then. Each call that only
-// such a driver gets is told on standard error, once.
-#include <EGL/egl.h>
-#include <EGL/eglext.h>
+// that takes no whole states at once, where VELKARIS_TEST_DRIVER says "older". The real driver does
+// what the console asks of it then. Each call that only such a driver gets is told on standard
+// error, once.
 #include <dlfcn.h>
-#include <gbm.h>
 #include <xf86drm.h>
 #include <xf86drmMode.h>
 
@@ -32,11 +29,6 @@ void tell(const char* call, bool* told) {
     *told = true;
 }
 
-// A device that is not Mesa's own software renderer says nothing of it.
-const char* EGLAPIENTRY deviceString(EGLDeviceEXT, EGLint) {
-    return "";
-}
-
 }  // namespace
 
 extern "C" {
@@ -47,22 +39,10 @@ int drmSetClientCap(int fd, uint64_t capability, uint64_t value) {
     return real(drmSetClientCap, "drmSetClientCap")(fd, capability, value);
 }
 
-__eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name) {
-    if (isDriver("gpu") && std::strcmp(name, "eglQueryDeviceStringEXT") == 0)
-        return reinterpret_cast<__eglMustCastToProperFunctionPointerType>(deviceString);
-    return real(eglGetProcAddress, "eglGetProcAddress")(name);
-}
-
 int drmModePageFlip(int fd, uint32_t crtc, uint32_t buffer, uint32_t flags, void* data) {
     static bool told = false;
     tell("drmModePageFlip", &told);
     return real(drmModePageFlip, "drmModePageFlip")(fd, crtc, buffer, flags, data);
-}
-
-struct gbm_bo* gbm_surface_lock_front_buffer(struct gbm_surface* surface) {
-    static bool told = false;
-    tell("gbm_surface_lock_front_buffer", &told);
-    return real(gbm_surface_lock_front_buffer, "gbm_surface_lock_front_buffer")(surface);
 }
 
 }  // extern "C"

@@ -1,0 +1,124 @@
+#include "renderer/cpu/drawing.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// Vertices lie on a grid of that many places a pixel, as on every GPU: it swallows what the
+// arithmetic in floats adds to whole pixels.
+constexpr double kPlacesPerPixel = 256;
+
+// Further out than any surface reaches, and exact in every type here.
+constexpr double kFarOutside = 1 << 20;
+
+struct Corner {
+    double x, y;  // pixels from the surface's top left corner, on the grid
+    double u, v;  // texels
+};
+
+double onGrid(double pixels) {
+    return std::round(std::clamp(pixels, -kFarOutside, kFarOutside) * kPlacesPerPixel) /
+           kPlacesPerPixel;
+}
+
+// False where the vertex does not lie within the depth that is seen.
+bool placeCorner(const Vertex& vertex, const StripTransforms& transforms, const Viewport& viewport,
+                 const PixelSize& surface, const PixelSize& image, Corner* corner) {
+    std::array<double, 4> clip{};
+    for (size_t row = 0; row < 4; ++row) {
+        for (size_t column = 0; column < 4; ++column)
+            clip[row] += static_cast<double>(transforms.position[column * 4 + row]) *
+                         static_cast<double>(vertex.position[column]);
+    }
+    if (!(clip[3] > 0) || !(std::abs(clip[2]) <= clip[3]) || std::isnan(clip[0] + clip[1]))
+        return false;
+    corner->x = onGrid((clip[0] / clip[3] + 1) / 2 * viewport.width + viewport.x);
+    corner->y = surface.height - onGrid((clip[1] / clip[3] + 1) / 2 * viewport.height + viewport.y);
+    const double u = static_cast<double>(vertex.texCoord[0]);
+    const double v = static_cast<double>(vertex.texCoord[1]);
+    const auto& columns = transforms.texture;
+    corner->u =
+        (u * static_cast<double>(columns[0]) + v * static_cast<double>(columns[1])) * image.width;
+    corner->v =
+        (u * static_cast<double>(columns[2]) + v * static_cast<double>(columns[3])) * image.height;
+    return true;
+}
+
+using Corners = std::array<Corner, 4>;
+
+// The first two vertices share one edge and the last two the one across from it, in either
+// direction; each corner of the image belongs to one of them.
+bool isUpright(const Corners& c) {
+    return c[0].x == c[1].x && c[2].x == c[3].x && c[0].y == c[2].y && c[1].y == c[3].y &&
+           c[0].u == c[1].u && c[2].u == c[3].u && c[0].v == c[2].v && c[1].v == c[3].v;
+}
+
+bool isLying(const Corners& c) {
+    return c[0].y == c[1].y && c[2].y == c[3].y && c[0].x == c[2].x && c[1].x == c[3].x &&
+           c[0].v == c[1].v && c[2].v == c[3].v && c[0].u == c[2].u && c[1].u == c[3].u;
+}
+
+// One axis: edges in pixels with the texels at them, the smaller edge first.
+struct Extent {
+    double from, to;
+    double texelFrom, texelTo;
+};
+
+Extent extent(double a, double b, double texelA, double texelB) {
+    return a <= b ? Extent{a, b, texelA, texelB} : Extent{b, a, texelB, texelA};
+}
+
+// The first pixel whose centre is not before that place.
+int32_t firstCentre(double place) {
+    return static_cast<int32_t>(std::ceil(place - 0.5));
+}
+
+struct Covered {
+    int32_t first, end;
+    float texel, step;
+};
+
+Covered cover(const Extent& extent, int32_t from, int32_t to) {
+    Covered covered{std::max(firstCentre(extent.from), from), std::min(firstCentre(extent.to), to),
+                    0, 0};
+    if (covered.first >= covered.end)
+        return covered;
+    const double step = (extent.texelTo - extent.texelFrom) / (extent.to - extent.from);
+    covered.step = static_cast<float>(step);
+    covered.texel =
+        static_cast<float>(extent.texelFrom + (covered.first + 0.5 - extent.from) * step);
+    return covered;
+}
+
+}  // namespace
+
+StripShape placeStrip(const Strip& strip, const StripTransforms& transforms,
+                      const Viewport& viewport, const PixelSize& surface, const PixelSize& image,
+                      Rectangle* rectangle) {
+    Corners corners{};
+    for (size_t i = 0; i < corners.size(); ++i) {
+        if (!placeCorner(strip[i], transforms, viewport, surface, image, &corners[i]))
+            return StripShape::empty;
+    }
+    if (!isUpright(corners) && !isLying(corners))
+        return StripShape::other;
+
+    const Corner &near = corners[0], &far = corners[3];
+    const int32_t top = surface.height - viewport.y - viewport.height;
+    const Covered columns = cover(extent(near.x, far.x, near.u, far.u), std::max(viewport.x, 0),
+                                  std::min(viewport.x + viewport.width, surface.width));
+    const Covered rows = cover(extent(near.y, far.y, near.v, far.v), std::max(top, 0),
+                               std::min(surface.height - viewport.y, surface.height));
+    if (columns.first >= columns.end || rows.first >= rows.end)
+        return StripShape::empty;
+    rectangle->left = static_cast<int16_t>(columns.first);
+    rectangle->right = static_cast<int16_t>(columns.end);
+    rectangle->top = static_cast<int16_t>(rows.first);
+    rectangle->bottom = static_cast<int16_t>(rows.end);
+    rectangle->texelX = columns.texel;
+    rectangle->stepX = columns.step;
+    rectangle->texelY = rows.texel;
+    rectangle->stepY = rows.step;
+    return StripShape::rectangle;
+}

@@ -1,0 +1,179 @@
+// The kept frames: their names, that each appears whole, and that trouble costs one line.
+#include "egl/capture.h"
+
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "platform/support/pictureFiles.h"
+#include "support/temporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const Bytes kTwoByTwo = {
+    1, 2, 3, 0,   4,  5,  6,  128,  // the bottom row
+    7, 8, 9, 255, 10, 11, 12, 1,
+};
+
+std::set<std::string> namesIn(const fs::path& folder) {
+    std::set<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+// What it prints while it fails that often.
+std::string errorsOf(FrameCapture* capture, int frames) {
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < frames; ++i)
+        EXPECT_FALSE(capture->writeFrame(kTwoByTwo, 2, 2));
+    return testing::internal::GetCapturedStderr();
+}
+
+// Files of this process can't grow beyond `bytes` while it lives, as if the disk were full.
+class SmallDisk {
+public:
+    explicit SmallDisk(rlim_t bytes) {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit small{bytes, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~SmallDisk() { setrlimit(RLIMIT_FSIZE, &before); }
+
+private:
+    rlimit before{};
+};
+
+TEST(FrameCapture, CountsFramesFromOne) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_EQ(namesIn(folder.path()),
+              (std::set<std::string>{"frame-000001.png", "frame-000002.png", "latest.png"}));
+}
+
+TEST(FrameCapture, WritesTheTopRowFirstAndNoAlpha) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    capture.writeFrame(kTwoByTwo, 2, 2);
+    const DecodedPicture picture = readPng(folder.file("frame-000001.png"));
+    EXPECT_EQ(picture.rgba, (Bytes{7, 8, 9, 255, 10, 11, 12, 255, 1, 2, 3, 255, 4, 5, 6, 255}));
+}
+
+TEST(FrameCapture, WritesEightBitColorWithoutAnAlphaChannel) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    capture.writeFrame(kTwoByTwo, 2, 2);
+    const Bytes header = splitPngChunks(readFile(folder.file("frame-000001.png")))[0].data;
+    EXPECT_EQ(header[8], 8);  // bits a sample
+    EXPECT_EQ(header[9], 2);  // red, green, blue
+}
+
+TEST(FrameCapture, PointsLatestAtTheNewestByName) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    capture.writeFrame(kTwoByTwo, 2, 2);
+    capture.writeFrame(Bytes(4, 200), 1, 1);
+    EXPECT_EQ(fs::read_symlink(folder.file("latest.png")), "frame-000002.png");
+    EXPECT_EQ(readPng(folder.file("latest.png")).width, 1u);
+}
+
+TEST(FrameCapture, MakesTheFolder) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.file("frames"));
+    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(fs::exists(folder.file("frames/latest.png")));
+}
+
+TEST(FrameCapture, ReplacesFramesOfAnEarlierRun) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("frame-000001.png"), {'o', 'l', 'd'});
+    writeFile(folder.file("latest.png"), {'o', 'l', 'd'});
+    FrameCapture capture(folder.path());
+    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_EQ(readPng(folder.file("frame-000001.png")).width, 2u);
+    EXPECT_TRUE(fs::is_symlink(folder.file("latest.png")));
+}
+
+// A reader that has the old file open keeps a whole picture: the new one is another file.
+TEST(FrameCapture, NeverWritesIntoAFileThatHasItsName) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("frame-000001.png"), {'o', 'l', 'd'});
+    fs::create_hard_link(folder.file("frame-000001.png"), folder.file("reader"));
+    FrameCapture capture(folder.path());
+    capture.writeFrame(kTwoByTwo, 2, 2);
+    EXPECT_EQ(readFile(folder.file("reader")), (Bytes{'o', 'l', 'd'}));
+}
+
+TEST(FrameCapture, SaysOnceThatTheFolderCannotBeMade) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("file"), {'x'});
+    FrameCapture capture(folder.file("file") + "/frames");
+    EXPECT_THAT(errorsOf(&capture, 3),
+                testing::MatchesRegex("\\[Velkaris\\] capture: [^\n]*Not a directory[^\n]*\n"));
+}
+
+TEST(FrameCapture, CountsTheFramesThatItCouldNotKeep) {
+    const TemporaryFolder folder;
+    writeFile(folder.file("frames"), {'x'});
+    FrameCapture capture(folder.file("frames"));
+    errorsOf(&capture, 1);
+    fs::remove(folder.file("frames"));
+    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(fs::exists(folder.file("frames/frame-000002.png")));
+}
+
+TEST(FrameCapture, LeavesNoTemporaryFileBehindAFailure) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder.file("frame-000001.png/inside"));
+    FrameCapture capture(folder.path());
+    errorsOf(&capture, 1);
+    EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"frame-000001.png"}));
+}
+
+TEST(FrameCapture, LeavesNoTemporaryLinkBehindAFailure) {
+    const TemporaryFolder folder;
+    fs::create_directories(folder.file("latest.png/inside"));
+    FrameCapture capture(folder.path());
+    errorsOf(&capture, 1);
+    EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"frame-000001.png", "latest.png"}));
+}
+
+TEST(FrameCapture, LeavesNothingOfASmallFrameOnAFullDisk) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    testing::internal::CaptureStderr();
+    {
+        const SmallDisk disk(16);
+        EXPECT_FALSE(capture.writeFrame(kTwoByTwo, 2, 2));
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{});
+}
+
+TEST(FrameCapture, LeavesNothingOfALargeFrameOnAFullDisk) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    Bytes noise(400 * 300 * 4);
+    uint32_t state = 1;
+    for (uint8_t& byte : noise)
+        byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
+    {
+        const SmallDisk disk(100000);
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(capture.writeFrame(noise, 400, 300));
+        testing::internal::GetCapturedStderr();
+    }
+    EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{});
+    EXPECT_TRUE(capture.writeFrame(noise, 400, 300));
+}
+
+}  // namespace
