@@ -1,32 +1,49 @@
 // A Wayland compositor that shows nothing and does what it is told on standard input, in the order
 // of the lines. For tests of what the compositors that people use do rarely or never.
 //
-//     configure WIDTH HEIGHT STATE...   STATE: fullscreen, maximized; at once, or to the next
-//     window ping SERIAL                       asks the console whether it is alive close as a user
-//     closes the window hold                              frames stay unshown from now on show
-//     shows what is held, and every later frame at once refuse                            ends the
-//     connection with an error of the protocol pixel X Y                         answers "pixel R G
-//     B A" of the newest frame
+// - configure WIDTH HEIGHT STATE...   to the window that there is, else to the next; STATE:
+//                                     fullscreen, maximized
+// - ping SERIAL       asks the console whether it is alive
+// - close             as a user closes the window
+// - hold              frames stay unshown from now on
+// - show              shows what is held, and every later frame at once
+// - retain N          keeps the newest N buffers and releases the others; 0 at the start
+// - refuse            ends the connection with an error of the protocol
+// - pixel X Y         answers "pixel R G B" of what is shown
+// - save FILE         writes R, G, B of all pixels that are shown, and answers "saved"
+//
+// It shows as many do: it keeps a picture of its own, into which it copies the parts of each frame
+// that are declared damaged.
 //
 // Reports what the console does, a line each: "title T", "app T", "full screen", "least W H",
-// "most W H", "opaque X Y W H", "scale N", "geometry X Y W H", "acknowledged N", "pong N",
-// "pointer hidden", "frame WxH". The first line is "ready".
+// "most W H", "scale N", "geometry X Y W H", "acknowledged", "pong N", "pointer hidden", "damage X
+// Y W H" in pixels, "damage in units X Y W H", "committed" without a buffer. For each frame:
+// "buffer N", which tells buffers apart, "not opaque" if it has alpha, "undamaged change" if what
+// is shown is not the frame, and last "frame WxH". The first line of all is "ready".
 //
 // Arguments: its socket's name in XDG_RUNTIME_DIR, then the display's WIDTH HEIGHT SCALE TRANSFORM,
-// 0 0 1 0 for none, then "noshell" if it is to offer no windows.
+// 0 0 1 0 for none, then perhaps "noshell" or "noshm" if it is to offer no windows or no shared
+// memory, or "version3" for a compositor that knows no damage in pixels.
 #include <unistd.h>
 #include <wayland-server.h>
 #include <xdg-shell-server-protocol.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
+#include <deque>
+#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
+
+struct Area {
+    int x, y, width, height;
+};
 
 struct Configure {
     int width = 0;
@@ -42,13 +59,16 @@ wl_resource* toplevel;
 wl_resource* pointer;
 wl_resource* attached;
 std::vector<wl_resource*> frameCallbacks;
-std::map<wl_resource*, std::array<int, 4>> regions;
+std::vector<Area> damaged;          // by the next frame, in pixels
+std::deque<wl_resource*> retained;  // buffers, the oldest first
 Configure nextConfigure;
 bool isConfigured;
 bool holdsFrames;
+size_t retainedCount;
+int surfaceScale = 1;
 int frameWidth, frameHeight;
-std::vector<uint8_t> frame;  // B, G, R, A
-int outputMode[4];           // width, height, scale, transform
+std::vector<uint32_t> shown;
+int outputMode[4];  // width, height, scale, transform
 
 void destroy(wl_client*, wl_resource* resource) {
     wl_resource_destroy(resource);
@@ -84,25 +104,54 @@ void showFrames() {
     frameCallbacks.clear();
 }
 
+void releaseBuffers() {
+    for (; retained.size() > retainedCount; retained.pop_front())
+        wl_buffer_send_release(retained.front());
+}
+
+void copyDamaged(const std::vector<uint32_t>& frame) {
+    for (const Area& area : damaged) {
+        const int right = std::min(area.x + area.width, frameWidth);
+        const int bottom = std::min(area.y + area.height, frameHeight);
+        for (int y = area.y; y < bottom; ++y) {
+            const auto row = static_cast<long>(y) * frameWidth;
+            std::copy(frame.begin() + row + area.x, frame.begin() + row + right,
+                      shown.begin() + row + area.x);
+        }
+    }
+    damaged.clear();
+}
+
 void takeFrame() {
     wl_shm_buffer* buffer = wl_shm_buffer_get(attached);
     frameWidth = wl_shm_buffer_get_width(buffer);
     frameHeight = wl_shm_buffer_get_height(buffer);
+    const auto pixels = static_cast<size_t>(frameWidth) * static_cast<size_t>(frameHeight);
     wl_shm_buffer_begin_access(buffer);
-    const auto* first = static_cast<const uint8_t*>(wl_shm_buffer_get_data(buffer));
-    frame.assign(first, first + wl_shm_buffer_get_stride(buffer) * frameHeight);
+    const auto* first = static_cast<const uint32_t*>(wl_shm_buffer_get_data(buffer));
+    const std::vector<uint32_t> frame(first, first + pixels);
     wl_shm_buffer_end_access(buffer);
-    wl_buffer_send_release(attached);
-    attached = nullptr;
+    shown.resize(pixels);
+    copyDamaged(frame);
+
+    std::printf("buffer %u\n", wl_resource_get_id(attached));
+    if (wl_shm_buffer_get_format(buffer) != WL_SHM_FORMAT_XRGB8888)
+        std::puts("not opaque");
+    if (shown != frame)
+        std::puts("undamaged change");
     std::printf("frame %dx%d\n", frameWidth, frameHeight);
+    retained.push_back(std::exchange(attached, nullptr));
+    releaseBuffers();
 }
 
 void commit(wl_client*, wl_resource* surface) {
     surfaceOfWindow = surface;
     if (toplevel && !isConfigured && nextConfigure.width >= 0)
         sendConfigure();
-    if (!attached)
+    if (!attached) {
+        std::puts("committed");
         return;
+    }
     takeFrame();
     if (pointer)
         wl_pointer_send_enter(pointer, 1, surface, 0, 0);
@@ -118,37 +167,39 @@ void addFrameCallback(wl_client* client, wl_resource* surface, uint32_t id) {
     frameCallbacks.push_back(add(client, &wl_callback_interface, surface, id, nullptr));
 }
 
-void reportOpaque(wl_client*, wl_resource*, wl_resource* region) {
-    const std::array<int, 4>& area = regions[region];
-    std::printf("opaque %d %d %d %d\n", area[0], area[1], area[2], area[3]);
+void reportScale(wl_client*, wl_resource*, int32_t scale) {
+    surfaceScale = scale;
+    std::printf("scale %d\n", scale);
 }
 
-void reportScale(wl_client*, wl_resource*, int32_t scale) {
-    std::printf("scale %d\n", scale);
+void addDamage(wl_client*, wl_resource*, int32_t x, int32_t y, int32_t w, int32_t h) {
+    std::printf("damage %d %d %d %d\n", x, y, w, h);
+    damaged.push_back({x, y, w, h});
+}
+
+void addDamageInUnits(wl_client*, wl_resource*, int32_t x, int32_t y, int32_t w, int32_t h) {
+    std::printf("damage in units %d %d %d %d\n", x, y, w, h);
+    damaged.push_back({x * surfaceScale, y * surfaceScale, w * surfaceScale, h * surfaceScale});
 }
 
 const struct wl_surface_interface kSurfaceCalls = [] {
     struct wl_surface_interface calls {};
     calls.destroy = destroy;
     calls.attach = attach;
-    calls.damage = ignore<int32_t, int32_t, int32_t, int32_t>;
+    calls.damage = addDamageInUnits;
     calls.frame = addFrameCallback;
-    calls.set_opaque_region = reportOpaque;
+    calls.set_opaque_region = ignore<wl_resource*>;
     calls.set_input_region = ignore<wl_resource*>;
     calls.commit = commit;
     calls.set_buffer_transform = ignore<int32_t>;
     calls.set_buffer_scale = reportScale;
-    calls.damage_buffer = ignore<int32_t, int32_t, int32_t, int32_t>;
+    calls.damage_buffer = addDamage;
     return calls;
 }();
 
-void keepArea(wl_client*, wl_resource* region, int32_t x, int32_t y, int32_t w, int32_t h) {
-    regions[region] = {x, y, w, h};
-}
-
 const struct wl_region_interface kRegionCalls = {
     destroy,
-    keepArea,
+    ignore<int32_t, int32_t, int32_t, int32_t>,
     ignore<int32_t, int32_t, int32_t, int32_t>,
 };
 
@@ -262,9 +313,24 @@ Configure readConfigure(const std::string& line) {
     return read;
 }
 
+std::array<uint8_t, 3> channels(uint32_t pixel) {
+    return {static_cast<uint8_t>(pixel >> 16), static_cast<uint8_t>(pixel >> 8),
+            static_cast<uint8_t>(pixel)};
+}
+
 void reportPixel(int x, int y) {
-    const uint8_t* p = &frame.at(static_cast<size_t>(y * frameWidth + x) * 4);
-    std::printf("pixel %d %d %d %d\n", p[2], p[1], p[0], p[3]);
+    const auto rgb = channels(shown.at(static_cast<size_t>(y * frameWidth + x)));
+    std::printf("pixel %d %d %d\n", rgb[0], rgb[1], rgb[2]);
+}
+
+void save(const std::string& path) {
+    std::ofstream file(path, std::ios::binary);
+    for (const uint32_t pixel : shown) {
+        for (const uint8_t channel : channels(pixel))
+            file.put(static_cast<char>(channel));
+    }
+    file.close();
+    std::puts(file ? "saved" : "not saved");
 }
 
 void obey(const std::string& line) {
@@ -286,6 +352,10 @@ void obey(const std::string& line) {
         wl_resource_post_error(shellSurface, XDG_SURFACE_ERROR_UNCONFIGURED_BUFFER, "for a test");
     } else if (std::sscanf(line.c_str(), "pixel %d %d", &x, &y) == 2) {
         reportPixel(x, y);
+    } else if (std::sscanf(line.c_str(), "retain %zu", &retainedCount) == 1) {
+        releaseBuffers();
+    } else if (line.rfind("save ", 0) == 0) {
+        save(line.substr(std::strlen("save ")));
     }
 }
 
@@ -303,11 +373,14 @@ int readCommands(int fd, uint32_t, void*) {
     return 0;
 }
 
-void offer(bool windows) {
-    wl_display_init_shm(display);
-    wl_global_create(display, &wl_compositor_interface, 4, nullptr, bindCompositor);
+void offer(const std::string& exception) {
+    constexpr int kVersionWithDamageInPixels = 4;
+    const int version = exception == "version3" ? 3 : kVersionWithDamageInPixels;
+    wl_global_create(display, &wl_compositor_interface, version, nullptr, bindCompositor);
     wl_global_create(display, &wl_seat_interface, 1, nullptr, bindSeat);
-    if (windows)
+    if (exception != "noshm")
+        wl_display_init_shm(display);
+    if (exception != "noshell")
         wl_global_create(display, &xdg_wm_base_interface, 1, nullptr, bindShell);
     if (outputMode[0] > 0)
         wl_global_create(display, &wl_output_interface, 2, nullptr, bindOutput);
@@ -322,7 +395,7 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 4; ++i)
         outputMode[i] = std::atoi(argv[2 + i]);
     display = wl_display_create();
-    offer(argc < 7 || std::strcmp(argv[6], "noshell") != 0);
+    offer(argc > 6 ? argv[6] : "");
     if (wl_display_add_socket(display, argv[1]) != 0)
         return 3;
     wl_event_loop_add_fd(wl_display_get_event_loop(display), STDIN_FILENO, WL_EVENT_READABLE,

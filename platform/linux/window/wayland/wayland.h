@@ -2,6 +2,6 @@
 // ends with it: status 0 when its user closes it, 1 when the compositor is lost.
 #pragma once
 
-#include "kd/windows/backend.h"
+#include "window/window.h"
 
-extern const WindowBackend kWaylandBackend;
+extern const Window kWaylandWindow;

@@ -1,4 +1,4 @@
-#include "kd/windows/waylandConnection.h"
+#include "window/wayland/waylandConnection.h"
 
 #include <poll.h>
 #include <wayland-client.h>
@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "kd/windows/backend.h"
 #include "report/layerError.h"
 
 namespace {
@@ -19,8 +18,8 @@ constexpr std::chrono::seconds kPatience{10};
 
 wl_display* connection = nullptr;
 
-// What the library has to say, which is why the compositor ended the connection, if it did. Printed
-// by whoever notices.
+// What the library said last: if the compositor has ended the connection, the reason. Printed when
+// the loss is noticed.
 char lastComplaint[256] = "";
 
 [[gnu::format(printf, 1, 0)]] void keepComplaint(const char* format, va_list arguments) {
@@ -39,29 +38,22 @@ char lastComplaint[256] = "";
     std::exit(EXIT_FAILURE);
 }
 
-// The number of events that were handled.
-int dispatchPending() {
-    const int handled = wl_display_dispatch_pending(connection);
-    if (handled < 0)
+void dispatchPending() {
+    if (wl_display_dispatch_pending(connection) < 0)
         endOnLostConnection();
-    return handled;
 }
 
-// Waits for something to read, at most so many milliseconds, unless there were events already.
+// Waits at most so many milliseconds for something to read.
 void readAndDispatch(int milliseconds) {
-    while (wl_display_prepare_read(connection) != 0) {
-        if (dispatchPending() > 0)
-            milliseconds = 0;
-    }
-    // A full socket keeps the rest for the next time; a broken one shows when it is read.
-    wl_display_flush(connection);
+    while (wl_display_prepare_read(connection) != 0)
+        dispatchPending();
+    waylandSend();
     pollfd events{wl_display_get_fd(connection), POLLIN, 0};
     if (poll(&events, 1, milliseconds) <= 0)
         wl_display_cancel_read(connection);
     else if (wl_display_read_events(connection) != 0)
         endOnLostConnection();
     dispatchPending();
-    wl_display_flush(connection);
 }
 
 }  // namespace
@@ -81,6 +73,11 @@ std::string waylandName() {
 
 void waylandServe() {
     readAndDispatch(0);
+}
+
+void waylandSend() {
+    // A broken connection shows when it is read.
+    wl_display_flush(connection);
 }
 
 bool waylandServeUntil(const bool* reached) {

@@ -1,4 +1,4 @@
-#include "kd/windows/waylandGlobals.h"
+#include "window/wayland/waylandGlobals.h"
 
 #include <wayland-client.h>
 #include <xdg-shell-client-protocol.h>
@@ -7,16 +7,22 @@
 #include <cstring>
 #include <utility>
 
-#include "kd/windows/waylandConnection.h"
 #include "report/layerError.h"
+#include "window/wayland/waylandConnection.h"
 
 namespace {
 
 WaylandGlobals globals;
-bool isTurned = false;  // the display stands on its side
 
 void takeCompositor(void* proxy) {
     globals.compositor = static_cast<wl_compositor*>(proxy);
+}
+
+void takeShm(void* proxy) {
+    // It goes on to name its formats; the one in use is always among them.
+    static const wl_shm_listener listener{[](void*, wl_shm*, uint32_t) {}};
+    globals.shm = static_cast<wl_shm*>(proxy);
+    wl_shm_add_listener(globals.shm, &listener, nullptr);
 }
 
 void answerPing(void*, xdg_wm_base* shell, uint32_t serial) {
@@ -34,13 +40,14 @@ void readGeometry(void*, wl_output*, int32_t, int32_t, int32_t, int32_t, int32_t
     constexpr int32_t kQuarterTurns[] = {WL_OUTPUT_TRANSFORM_90, WL_OUTPUT_TRANSFORM_270,
                                          WL_OUTPUT_TRANSFORM_FLIPPED_90,
                                          WL_OUTPUT_TRANSFORM_FLIPPED_270};
-    isTurned = std::count(std::begin(kQuarterTurns), std::end(kQuarterTurns), transform) > 0;
+    globals.isTurned =
+        std::count(std::begin(kQuarterTurns), std::end(kQuarterTurns), transform) > 0;
 }
 
 void readMode(void*, wl_output*, uint32_t flags, int32_t width, int32_t height, int32_t) {
     if ((flags & WL_OUTPUT_MODE_CURRENT) == 0)
         return;
-    globals.mode = isTurned ? DisplaySize{height, width} : DisplaySize{width, height};
+    globals.mode = globals.isTurned ? PixelSize{height, width} : PixelSize{width, height};
 }
 
 void readScale(void*, wl_output*, int32_t scale) {
@@ -117,6 +124,7 @@ struct Global {
 
 const Global kGlobals[] = {
     {&wl_compositor_interface, 4, takeCompositor},
+    {&wl_shm_interface, 1, takeShm},
     {&xdg_wm_base_interface, 1, takeShell},
     {&wl_output_interface, 2, takeOutput},
     {&wl_seat_interface, 1, takeSeat},
@@ -146,6 +154,15 @@ bool roundTrip(wl_display* connection, bool* reached) {
     return waylandServeUntil(reached);
 }
 
+// Null when nothing is.
+const wl_interface* missingInterface() {
+    if (!globals.compositor)
+        return &wl_compositor_interface;
+    if (!globals.shm)
+        return &wl_shm_interface;
+    return globals.shell ? nullptr : &xdg_wm_base_interface;
+}
+
 }  // namespace
 
 const WaylandGlobals* waylandFindGlobals(wl_display* connection) {
@@ -157,10 +174,8 @@ const WaylandGlobals* waylandFindGlobals(wl_display* connection) {
         layerError("wayland: the compositor \"%s\" does not answer", waylandName().c_str());
         return nullptr;
     }
-    if (!globals.compositor || !globals.shell) {
-        const wl_interface& missing =
-            globals.compositor ? xdg_wm_base_interface : wl_compositor_interface;
-        layerError("wayland: the compositor does not offer %s", missing.name);
+    if (const wl_interface* const missing = missingInterface()) {
+        layerError("wayland: the compositor does not offer %s", missing->name);
         return nullptr;
     }
     return &globals;
