@@ -3,17 +3,21 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/support/childProcess.h"
+#include "platform/support/pictureFiles.h"
 #include "support/temporaryFolder.h"
 
 namespace {
 
 using testing::AllOf;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -22,7 +26,8 @@ using Lines = std::vector<std::string>;
 
 class WaylandWindow : public testing::Test {
 protected:
-    // `display` is "WIDTH", "HEIGHT", "SCALE", "TRANSFORM", and perhaps "noshell".
+    // `display` is "WIDTH", "HEIGHT", "SCALE", "TRANSFORM", and perhaps what the compositor
+    // does not offer.
     void offer(const Lines& display, const std::string& configure) {
         Lines command{VELKARIS_COMPOSITOR_PROGRAM, "wayland-test"};
         command.insert(command.end(), display.begin(), display.end());
@@ -34,18 +39,26 @@ protected:
     void launch(const std::string& setting) {
         child = std::make_unique<ChildProcess>(
             Lines{VELKARIS_WINDOW_PROGRAM},
-            Lines{"XDG_RUNTIME_DIR=" + folder.path(), "WAYLAND_DISPLAY=wayland-test",
-                  "DISPLAY=", "VELKARIS_WINDOW=" + setting});
+            Lines{"XDG_RUNTIME_DIR=" + folder.path(), "WAYLAND_DISPLAY=wayland-test", "DISPLAY=",
+                  "VELKARIS_WINDOW=" + setting, "VELKARIS_CAPTURE=" + folder.file("c")});
     }
     void startFullScreen() {
         offer({"640", "400", "1", "0"}, "configure 640 400 fullscreen");
         launch("wayland");
         ASSERT_EQ(child->readLine(), "screen 640x400, drawing 640x400") << child->errors();
     }
-    void swap(int shade) {
-        child->send("fill 0 0 9999 9999 " + std::to_string(shade) + " 20 30 255");
+    void swap() {
         child->send("swap");
         ASSERT_EQ(child->readLine(), "swapped");
+    }
+    void swap(int shade) {
+        child->send("fill 0 0 9999 9999 " + std::to_string(shade) + " 20 30 255");
+        swap();
+    }
+    // Rows of the picture of 640x400, counted from the top.
+    void fillRows(int first, int count, int shade) {
+        child->send("fill 0 " + std::to_string(400 - first - count) + " 640 " +
+                    std::to_string(count) + " " + std::to_string(shade) + " 50 60 255");
     }
     // What the compositor reports up to the line `last`.
     Lines reportsUntil(const std::string& last) {
@@ -63,6 +76,31 @@ protected:
                 return line;
         }
     }
+    // What the compositor reports of a frame of 640x400 in lines that start with `start`.
+    Lines reportsOfFrame(const std::string& start) {
+        Lines chosen;
+        for (const std::string& line : reportsUntil("frame 640x400")) {
+            if (line.rfind(start, 0) == 0)
+                chosen.push_back(line);
+        }
+        return chosen;
+    }
+    // What it reports of everything that the console has sent by now.
+    Lines reportsUntilNow() {
+        const std::string serial = std::to_string(++lastSerial);
+        compositor->send("ping " + serial);
+        return reportsUntil("pong " + serial);
+    }
+    void expectShownAsCaptured() {
+        compositor->send("save " + folder.file("shown"));
+        ASSERT_EQ(reportsUntil("saved").back(), "saved");
+        Bytes captured;
+        const Bytes rgba = readPng(folder.file("c/latest.png")).rgba;
+        for (size_t at = 0; at < rgba.size(); at += 4)
+            captured.insert(captured.end(), {rgba[at], rgba[at + 1], rgba[at + 2]});
+        ASSERT_FALSE(captured.empty());
+        EXPECT_TRUE(readFile(folder.file("shown")) == captured);
+    }
     void expectEnd(int status, const std::string& errors) {
         EXPECT_EQ(child->readLine(), "exit handlers ran");
         EXPECT_EQ(child->wait(), status);
@@ -70,6 +108,7 @@ protected:
     }
 
     TemporaryFolder folder;
+    int lastSerial = 1000;
     std::unique_ptr<ChildProcess> compositor;
     std::unique_ptr<ChildProcess> child;
 };
@@ -177,6 +216,142 @@ TEST_F(WaylandWindow, ShowsExactlyWhatIsDrawn) {
     EXPECT_EQ(pixel(639, 0), "pixel 10 20 30");
 }
 
+TEST_F(WaylandWindow, DamagesOnlyTheRowsThatChanged) {
+    startFullScreen();
+    swap(10);
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage 0 0 640 400"));
+    fillRows(6, 4, 1);
+    fillRows(350, 20, 2);
+    swap();
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage 0 6 640 4", "damage 0 350 640 20"));
+    fillRows(6, 4, 3);
+    swap();
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage 0 6 640 4"));
+    expectShownAsCaptured();
+}
+
+TEST_F(WaylandWindow, DamagesWhatChangedSinceTheLastFrameThatWentOut) {
+    startFullScreen();
+    swap(10);
+    reportsUntil("frame 640x400");
+    compositor->send("hold");
+    reportsUntilNow();
+    fillRows(0, 1, 1);
+    swap();
+    reportsUntil("frame 640x400");
+    fillRows(10, 1, 2);
+    swap();
+    fillRows(20, 1, 3);
+    swap();
+    compositor->send("show");
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage 0 10 640 1", "damage 0 20 640 1"));
+    expectShownAsCaptured();
+}
+
+TEST_F(WaylandWindow, DamagesAllThatLiesBetweenVeryManyStretches) {
+    startFullScreen();
+    swap(10);
+    reportsUntil("frame 640x400");
+    for (int row = 1; row < 399; row += 2)
+        fillRows(row, 1, 1);
+    swap();
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage 0 1 640 397"));
+    expectShownAsCaptured();
+}
+
+TEST_F(WaylandWindow, DamagesWholeUnitsWhereTheCompositorKnowsNoPixels) {
+    offer({"640", "400", "2", "0", "version3"}, "configure 320 200 fullscreen");
+    launch("wayland");
+    child->readLine();
+    swap(10);
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage in units 0 0 320 200"));
+    fillRows(351, 3, 1);
+    swap();
+    EXPECT_THAT(reportsOfFrame("damage"), ElementsAre("damage in units 0 175 320 2"));
+    expectShownAsCaptured();
+}
+
+TEST_F(WaylandWindow, SendsNothingForAFrameThatLooksLikeTheLast) {
+    startFullScreen();
+    swap(10);
+    reportsUntil("frame 640x400");
+    reportsUntilNow();
+    swap();
+    swap();
+    EXPECT_THAT(reportsUntilNow(), ElementsAre(StartsWith("pong")));
+}
+
+TEST_F(WaylandWindow, KeepsBothBuffersCompleteWhenTheyTakeTurns) {
+    startFullScreen();
+    compositor->send("retain 1");
+    reportsUntilNow();
+    swap(10);
+    Lines buffers = reportsOfFrame("buffer");
+    // Some rows change in several frames running, some in every other one, some once.
+    const int changedRows[] = {5, 5, 80, 5, 80, 80, 200, 5, 399, 5, 200, 80, 0, 0};
+    for (size_t i = 0; i < std::size(changedRows); ++i) {
+        fillRows(changedRows[i], 1, static_cast<int>(i));
+        swap();
+        const Lines reports = reportsUntil("frame 640x400");
+        EXPECT_THAT(reports, Not(Contains("undamaged change")));
+        const std::string buffer = reports.at(reports.size() - 2);
+        EXPECT_THAT(buffer, StartsWith("buffer"));
+        EXPECT_NE(buffer, buffers.back());
+        buffers.push_back(buffer);
+        expectShownAsCaptured();
+    }
+    for (size_t i = 2; i < buffers.size(); ++i)
+        EXPECT_EQ(buffers[i], buffers[i - 2]);
+}
+
+TEST_F(WaylandWindow, NeedsOneBufferWhereItIsReleasedAtOnce) {
+    startFullScreen();
+    swap(10);
+    const Lines first = reportsOfFrame("buffer");
+    ASSERT_EQ(first.size(), 1u);
+    for (int shade = 11; shade < 15; ++shade) {
+        reportsUntilNow();
+        swap(shade);
+        EXPECT_EQ(reportsOfFrame("buffer"), first);
+    }
+}
+
+TEST_F(WaylandWindow, WaitsForABufferAndThenShowsTheNewest) {
+    startFullScreen();
+    compositor->send("retain 2");
+    for (const int shade : {1, 2}) {
+        swap(shade);
+        reportsUntil("frame 640x400");
+    }
+    for (int shade = 3; shade <= 30; ++shade)
+        swap(shade);
+    EXPECT_THAT(reportsUntilNow(), Not(Contains(StartsWith("frame"))));
+    EXPECT_EQ(pixel(0, 0), "pixel 2 20 30");
+    compositor->send("retain 0");
+    reportsUntil("frame 640x400");
+    expectShownAsCaptured();
+    EXPECT_EQ(pixel(0, 0), "pixel 30 20 30");
+}
+
+TEST_F(WaylandWindow, OpensNoDescriptorsForFrames) {
+    const auto descriptors = [](const ChildProcess& process) {
+        const std::filesystem::directory_iterator all("/proc/" + std::to_string(process.id()) +
+                                                      "/fd");
+        return std::distance(begin(all), end(all));
+    };
+    startFullScreen();
+    compositor->send("retain 1");
+    swap(1);
+    reportsUntil("frame 640x400");
+    const auto ofConsole = descriptors(*child), ofCompositor = descriptors(*compositor);
+    for (int shade = 2; shade <= 60; ++shade) {
+        swap(shade);
+        reportsUntil("frame 640x400");
+    }
+    EXPECT_EQ(descriptors(*child), ofConsole);
+    EXPECT_EQ(descriptors(*compositor), ofCompositor);
+}
+
 TEST_F(WaylandWindow, AnswersPingsWhileNothingIsDrawn) {
     startFullScreen();
     swap(10);
@@ -224,6 +399,14 @@ TEST_F(WaylandWindow, IsClippedOnAScreenThatGrowsSmaller) {
     EXPECT_THAT(reportsUntil("geometry 0 0 600 350"), Contains("acknowledged"));
     swap(2);
     EXPECT_EQ(reportsUntil("frame 640x400").back(), "frame 640x400");
+}
+
+TEST_F(WaylandWindow, TakesToANewScreenBeforeTheNextFrame) {
+    startFullScreen();
+    swap(1);
+    reportsUntil("frame 640x400");
+    compositor->send("configure 600 350 fullscreen");
+    EXPECT_THAT(reportsUntil("committed"), Contains("geometry 0 0 600 350"));
 }
 
 TEST_F(WaylandWindow, StaysAsItIsOnAScreenThatGrowsLarger) {
@@ -309,6 +492,22 @@ TEST_F(WaylandWindow, SaysThatTheCompositorOffersNoWindows) {
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     child->wait();
     EXPECT_EQ(child->errors(), "velkaris: wayland: the compositor does not offer xdg_wm_base\n");
+}
+
+TEST_F(WaylandWindow, SaysThatTheCompositorSharesNoMemory) {
+    offer({"640", "400", "1", "0", "noshm"}, "configure 0 0");
+    launch("wayland");
+    EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
+    child->wait();
+    EXPECT_EQ(child->errors(), "velkaris: wayland: the compositor does not offer wl_shm\n");
+}
+
+TEST_F(WaylandWindow, SaysThatItIsTooLargeForTheProtocol) {
+    offer({"640", "400", "1", "0"}, "configure 0 0");
+    launch("wayland:32767x32767");
+    EXPECT_THAT(child->readLine(), HasSubstr("failed: window"));
+    child->wait();
+    EXPECT_EQ(child->errors(), "velkaris: wayland: a window of 32767x32767 is too large\n");
 }
 
 TEST_F(WaylandWindow, SaysThatThereIsNoCompositor) {
