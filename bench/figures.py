@@ -22,6 +22,7 @@ class Sample:
     ofNoFile: float
     cpu: float           # percent of one processor while idle
     wakeUps: float       # a second, of all threads, while idle
+    others: float = 0    # percent of the processors around the machine, taken by other processes
 
 
 # Heading, field and decimals.
@@ -47,10 +48,14 @@ class Counters:
 def readCounters(text):
     """From /proc/uptime, /proc/PID/stat, and voluntary_ctxt_switches of each thread."""
     uptime, stat, *switches = text.strip().splitlines()
-    fields = stat.rpartition(")")[2].split()
-    ticks = int(fields[_USER_TIME]) + int(fields[_SYSTEM_TIME])
-    return Counters(float(uptime.split()[0]), ticks / _TICKS_A_SECOND,
+    return Counters(float(uptime.split()[0]), cpuTicks(stat) / _TICKS_A_SECOND,
                     sum(int(line.split()[1]) for line in switches))
+
+
+def cpuTicks(stat):
+    """User and system time of all threads, from /proc/PID/stat."""
+    fields = stat.rpartition(")")[2].split()
+    return int(fields[_USER_TIME]) + int(fields[_SYSTEM_TIME])
 
 
 def idleFigures(before, after):

@@ -59,6 +59,10 @@ class Machine:
         self.askMonitor("qmp_capabilities")
         self._readUntil(b"machine is up")
 
+    def processId(self):
+        """The emulator's."""
+        return self._process.pid
+
     def isUp(self):
         return self._process.poll() is None
 
