@@ -1,4 +1,4 @@
-"""The figures of a program are those that the kernel's texts hold, and medians and ratios of them."""
+"""The figures of a program are those in the kernel's texts, and medians and ratios of them."""
 
 import pathlib
 import sys
