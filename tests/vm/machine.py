@@ -59,6 +59,10 @@ class Machine:
         self.askMonitor("qmp_capabilities")
         self._readUntil(b"machine is up")
 
+    def processId(self):
+        """The emulator's."""
+        return self._process.pid
+
     def isUp(self):
         return self._process.poll() is None
 
@@ -92,9 +96,13 @@ class Machine:
 
     def displayPicture(self, device=FIRST_DISPLAY):
         """What that display shows, taken from outside of the machine."""
+        return readPpm(self.displayDump(device))
+
+    def displayDump(self, device=FIRST_DISPLAY):
+        """The same as the bytes of a PPM, which are equal where the pictures are."""
         with tempfile.NamedTemporaryFile(dir=self._folder, suffix=".ppm") as file:
             self.askMonitor("screendump", filename=file.name, device=device)
-            return readPpm(pathlib.Path(file.name).read_bytes())
+            return pathlib.Path(file.name).read_bytes()
 
     def awaitPicture(self, isExpected, device=FIRST_DISPLAY):
         """The first picture that is as expected."""

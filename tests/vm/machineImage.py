@@ -4,6 +4,7 @@ and FUSE drivers as modules, the program with every library that it loads, Mesa 
 The image holds no more than that, since each megabyte costs boot time under emulation.
 """
 
+import os
 import pathlib
 import re
 import subprocess
@@ -38,9 +39,10 @@ class MachineImage:
         self.initramfs = initramfs
 
 
-def buildImage(cache, programs):
+def buildImage(cache, programs, addMore=None):
     """Makes the image in the folder `cache`. `programs` are in the guest's /bin, and also found
-    under the paths that they have here, by which tests know them."""
+    under the paths that they have here, by which tests know them. `addMore` gets the image before
+    it is written."""
     cache.mkdir(parents=True, exist_ok=True)
     kernelFiles = _kernelFiles(cache)
     busybox = newestUnpacked("busybox-static", cache) or unpackedPackage("busybox-static", cache)
@@ -52,10 +54,28 @@ def buildImage(cache, programs):
     _addMesa(image)
     for font in FONTS:
         image.addFile(font, _present(font))
+    if addMore:
+        addMore(image)
 
     archive = cache / "initramfs.cpio"
     image.write(archive)
     return MachineImage(next((kernelFiles / "boot").glob("vmlinuz-*")), archive)
+
+
+def librariesOf(binary, folders=()):
+    """The paths of the libraries that the loader finds for `binary`, in `folders` first."""
+    search = {"LD_LIBRARY_PATH": ":".join(map(str, folders))} if folders else {}
+    listing = subprocess.run(["ldd", binary], text=True, capture_output=True, check=True,
+                             env={**os.environ, **search}).stdout
+    missing = re.findall(r"(\S+) => not found", listing)
+    if missing:
+        raise Unavailable(f"{binary} needs {', '.join(missing)}")
+    return re.findall(r"(/\S+) \(0x", listing)
+
+
+def guestPath(path):
+    """/lib is a link to /usr/lib, in the guest as on the host."""
+    return re.sub(r"^/lib(64)?/", "/usr/lib/", str(path))
 
 
 def _kernelFiles(cache):
@@ -152,7 +172,5 @@ def _addMesa(image):
 
 
 def _addLibraries(image, binary):
-    listing = subprocess.run(["ldd", binary], text=True, capture_output=True, check=True).stdout
-    for path in re.findall(r"(/\S+) \(0x", listing):
-        # /lib is a link to /usr/lib, in the guest as on the host.
-        image.addFile(re.sub(r"^/lib(64)?/", "/usr/lib/", path), path)
+    for path in librariesOf(binary):
+        image.addFile(guestPath(path), path)
