@@ -19,8 +19,8 @@
 #include <string>
 #include <vector>
 
+#include "node/place/mountTable.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/mountTable.h"
 
 namespace {
 

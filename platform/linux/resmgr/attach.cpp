@@ -14,12 +14,12 @@
 
 #include "dispatch/channel.h"
 #include "dispatch/endSignals.h"
+#include "node/fuse/fuseNode.h"
+#include "node/place/nodeLock.h"
+#include "node/place/nodePlace.h"
+#include "node/socket/socketNode.h"
 #include "report/layerError.h"
 #include "resmgr/attachedNodes.h"
-#include "resmgr/fuseNode.h"
-#include "resmgr/nodeLock.h"
-#include "resmgr/nodePlace.h"
-#include "resmgr/socketNode.h"
 #include "settings/layerSettings.h"
 
 namespace {

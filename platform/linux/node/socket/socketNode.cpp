@@ -1,4 +1,4 @@
-#include "resmgr/socketNode.h"
+#include "node/socket/socketNode.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -13,9 +13,9 @@
 #include <cstring>
 
 #include "dispatch/eventLoop.h"
+#include "node/backgroundThread.h"
+#include "node/place/socketAddress.h"
 #include "report/layerError.h"
-#include "resmgr/backgroundThread.h"
-#include "resmgr/socketAddress.h"
 
 namespace {
 

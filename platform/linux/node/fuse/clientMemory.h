@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-#include "resmgr/backgroundThread.h"
+#include "node/backgroundThread.h"
 
 class ClientMemory {
 public:

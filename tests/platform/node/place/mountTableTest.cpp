@@ -1,5 +1,5 @@
 // Finding a mount in the system's table.
-#include "resmgr/mountTable.h"
+#include "node/place/mountTable.h"
 
 #include <gtest/gtest.h>
 

@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <unordered_map>
 
+#include "node/fuse/clientMemory.h"
+#include "node/fuse/writeJoiner.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/clientMemory.h"
-#include "resmgr/writeJoiner.h"
 
 class ClientCalls {
 public:

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/resmgr/servedNode.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

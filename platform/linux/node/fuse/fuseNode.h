@@ -7,12 +7,12 @@
 #include <string>
 #include <unordered_set>
 
+#include "node/fuse/clientCalls.h"
+#include "node/fuse/writeJoiner.h"
+#include "node/growingBuffer.h"
+#include "node/place/mountTable.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/clientCalls.h"
 #include "resmgr/deviceServer.h"
-#include "resmgr/growingBuffer.h"
-#include "resmgr/mountTable.h"
-#include "resmgr/writeJoiner.h"
 
 struct fuse_buf;
 struct fuse_session;

@@ -1,4 +1,4 @@
-#include "resmgr/nodeLock.h"
+#include "node/place/nodeLock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

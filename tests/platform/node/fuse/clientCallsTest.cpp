@@ -1,5 +1,5 @@
 // What a thread's system call says about its write.
-#include "resmgr/clientCalls.h"
+#include "node/fuse/clientCalls.h"
 
 #include <gtest/gtest.h>
 #include <sys/syscall.h>

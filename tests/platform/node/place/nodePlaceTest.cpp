@@ -1,5 +1,5 @@
 // Whose place in the file system may be taken for a node, and what is left alone.
-#include "resmgr/nodePlace.h"
+#include "node/place/nodePlace.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <fstream>
 
-#include "platform/resmgr/servedNode.h"
-#include "resmgr/socketAddress.h"
+#include "node/place/socketAddress.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

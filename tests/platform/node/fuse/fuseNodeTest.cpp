@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/resmgr/servedNode.h"
-#include "resmgr/mountTable.h"
+#include "node/place/mountTable.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

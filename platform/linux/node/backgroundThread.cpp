@@ -1,4 +1,4 @@
-#include "resmgr/backgroundThread.h"
+#include "node/backgroundThread.h"
 
 #include <signal.h>
 

@@ -20,8 +20,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/resmgr/servedNode.h"
-#include "resmgr/socketAddress.h"
+#include "node/place/socketAddress.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "resmgr/mountTable.h"
+#include "node/place/mountTable.h"
 
 #include <spawn.h>
 #include <sys/mount.h>

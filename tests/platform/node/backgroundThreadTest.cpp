@@ -1,5 +1,5 @@
 // Work that may block, done by a thread that nobody waits for.
-#include "resmgr/backgroundThread.h"
+#include "node/backgroundThread.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,5 +1,5 @@
 // Memory of clients: theirs to give, ours not to wait for.
-#include "resmgr/clientMemory.h"
+#include "node/fuse/clientMemory.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #define FUSE_USE_VERSION 312
 
-#include "resmgr/fuseNode.h"
+#include "node/fuse/fuseNode.h"
 
 #include <devctl.h>
 #include <fcntl.h>

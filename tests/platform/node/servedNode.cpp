@@ -1,4 +1,4 @@
-#include "platform/resmgr/servedNode.h"
+#include "platform/node/servedNode.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "resmgr/mountTable.h"
+#include "node/place/mountTable.h"
 
 namespace {
 

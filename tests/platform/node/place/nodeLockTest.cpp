@@ -1,5 +1,5 @@
 // Who may serve a node: one console, and nobody who has no right to keep it from doing so.
-#include "resmgr/nodeLock.h"
+#include "node/place/nodeLock.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "platform/resmgr/servedNode.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

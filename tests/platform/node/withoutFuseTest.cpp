@@ -12,8 +12,8 @@
 #include <cstring>
 #include <fstream>
 
-#include "platform/resmgr/servedNode.h"
-#include "resmgr/mountTable.h"
+#include "node/place/mountTable.h"
+#include "platform/node/servedNode.h"
 
 namespace {
 

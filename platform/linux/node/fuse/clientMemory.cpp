@@ -1,4 +1,4 @@
-#include "resmgr/clientMemory.h"
+#include "node/fuse/clientMemory.h"
 
 #include <sys/uio.h>
 

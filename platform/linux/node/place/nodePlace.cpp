@@ -1,4 +1,4 @@
-#include "resmgr/nodePlace.h"
+#include "node/place/nodePlace.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -10,11 +10,11 @@
 #include <cstring>
 #include <memory>
 
+#include "node/place/mountTable.h"
+#include "node/place/socketAddress.h"
 #include "ownership/fileDescriptor.h"
 #include "ownership/release.h"
 #include "report/layerError.h"
-#include "resmgr/mountTable.h"
-#include "resmgr/socketAddress.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "resmgr/clientCalls.h"
+#include "node/fuse/clientCalls.h"
 
 #include <fcntl.h>
 #include <sched.h>

@@ -1,5 +1,5 @@
 // Which pieces make one write: by the system call's facts, and by offsets and sizes without them.
-#include "resmgr/writeJoiner.h"
+#include "node/fuse/writeJoiner.h"
 
 #include <gtest/gtest.h>
 

@@ -11,9 +11,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "node/growingBuffer.h"
 #include "ownership/fileDescriptor.h"
 #include "resmgr/deviceServer.h"
-#include "resmgr/growingBuffer.h"
 
 // Closes what a client has a share in. That may take as long as the client likes: a file of its own
 // file system, a connection that lingers, a socket in which such things wait. So a thread of its

@@ -1,4 +1,4 @@
-#include "resmgr/writeJoiner.h"
+#include "node/fuse/writeJoiner.h"
 
 namespace {
 
