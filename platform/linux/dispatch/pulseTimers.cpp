@@ -101,7 +101,7 @@ PulseTimer* findTimer(int id) {
 
 }  // namespace
 
-int pulseTimersTakeDue() {
+const struct sigevent* pulseTimersTakeDue() {
     static size_t first = 0;  // timers that are due together take turns
     const auto& all = timers();
     for (size_t i = 0; i < all.size(); ++i) {
@@ -112,14 +112,10 @@ int pulseTimersTakeDue() {
         if (timer.expiries > 0) {
             --timer.expiries;
             first = id + 1;
-            return static_cast<int>(id);
+            return &timer.event;
         }
     }
-    return -1;
-}
-
-const struct sigevent& pulseTimerEvent(int id) {
-    return timers()[id]->event;
+    return nullptr;
 }
 
 int TimerCreate(clockid_t id, const struct sigevent* event) {
