@@ -11,7 +11,7 @@
 #include <memory>
 #include <new>
 
-#include "resmgr/deviceServer.h"
+#include "resmgr/receivedMessage.h"
 
 namespace {
 

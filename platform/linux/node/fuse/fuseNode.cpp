@@ -104,7 +104,7 @@ struct FuseOperations {
 
     static void replyAttributes(fuse_req_t request, FuseNode* node, iofunc_ocb_t* ocb) {
         struct stat found;
-        if (answerError(request, node->server_.stat(node->ctp_, ocb, &found)))
+        if (answerError(request, node->device_->stat(node->ctp_, ocb, &found)))
             return;
         // Linux has no named special files; a mount point keeps the kind that it was mounted on.
         found.st_mode = S_IFREG | (found.st_mode & ~static_cast<mode_t>(S_IFMT));
@@ -119,7 +119,7 @@ struct FuseOperations {
     static DeviceReply setTimes(FuseNode* node, iofunc_ocb_t* ocb, const struct stat& wanted,
                                 int which) {
         struct stat current;
-        const DeviceReply reply = node->server_.stat(node->ctp_, ocb, &current);
+        const DeviceReply reply = node->device_->stat(node->ctp_, ocb, &current);
         if (reply.error != EOK)
             return reply;
         constexpr int kBothNow = FUSE_SET_ATTR_ATIME_NOW | FUSE_SET_ATTR_MTIME_NOW;
@@ -133,7 +133,7 @@ struct FuseOperations {
             message.i.actime = which & FUSE_SET_ATTR_ATIME_NOW ? now : wanted.st_atim.tv_sec;
         if (which & FUSE_SET_ATTR_MTIME)
             message.i.modtime = which & FUSE_SET_ATTR_MTIME_NOW ? now : wanted.st_mtim.tv_sec;
-        return node->server_.utime(node->ctp_, ocb, message);
+        return node->device_->utime(node->ctp_, ocb, message);
     }
 
     static void setattr(fuse_req_t request, fuse_ino_t, struct stat* wanted, int which,
@@ -144,9 +144,9 @@ struct FuseOperations {
         if (which & FUSE_SET_ATTR_SIZE)
             reply.error = ENOSYS;  // a device has no size to change
         if (reply.error == EOK && (which & FUSE_SET_ATTR_MODE))
-            reply = node->server_.chmod(node->ctp_, ocb, wanted->st_mode);
+            reply = node->device_->chmod(node->ctp_, ocb, wanted->st_mode);
         if (reply.error == EOK && (which & (FUSE_SET_ATTR_UID | FUSE_SET_ATTR_GID)))
-            reply = node->server_.chown(
+            reply = node->device_->chown(
                 node->ctp_, ocb,
                 which & FUSE_SET_ATTR_UID ? static_cast<int32_t>(wanted->st_uid) : -1,
                 which & FUSE_SET_ATTR_GID ? static_cast<int32_t>(wanted->st_gid) : -1);
@@ -160,7 +160,7 @@ struct FuseOperations {
         FuseNode* const node = begin(request);
         iofunc_ocb_t* ocb = nullptr;
         if (answerError(request,
-                        node->server_.open(node->ctp_, clientOf(request), info->flags, &ocb)))
+                        node->device_->open(node->ctp_, clientOf(request), info->flags, &ocb)))
             return;
         info->fh = reinterpret_cast<uint64_t>(ocb);
         info->direct_io = 1;
@@ -168,7 +168,7 @@ struct FuseOperations {
         if (fuse_reply_open(request, info) == 0)
             node->opens_.insert(ocb);
         else
-            node->server_.close(node->ctp_, ocb);  // the client has gone meanwhile
+            node->device_->close(node->ctp_, ocb);  // the client has gone meanwhile
     }
 
     static void release(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
@@ -177,7 +177,7 @@ struct FuseOperations {
             node->finishPending();
         node->joiner_.forget(info->fh);
         node->opens_.erase(ocbOf(info));
-        node->server_.close(node->ctp_, ocbOf(info));
+        node->device_->close(node->ctp_, ocbOf(info));
         fuse_reply_err(request, 0);
     }
 
@@ -188,7 +188,7 @@ struct FuseOperations {
 
     static void fsync(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
         FuseNode* const node = begin(request);
-        const DeviceReply reply = node->server_.sync(node->ctp_, ocbOf(info));
+        const DeviceReply reply = node->device_->sync(node->ctp_, ocbOf(info));
         if (!answerError(request, reply))
             fuse_reply_err(request, 0);
     }
@@ -196,8 +196,8 @@ struct FuseOperations {
     static void read(fuse_req_t request, fuse_ino_t, size_t size, off_t, fuse_file_info* info) {
         FuseNode* const node = begin(request);
         char room[kReadRoom];
-        const DeviceReply reply = node->server_.read(node->ctp_, clientOf(request), ocbOf(info),
-                                                     room, std::min(size, sizeof(room)));
+        const DeviceReply reply = node->device_->read(node->ctp_, clientOf(request), ocbOf(info),
+                                                      room, std::min(size, sizeof(room)));
         if (!answerError(request, reply))
             fuse_reply_buf(request, room, reply.bytes);
     }
@@ -240,8 +240,8 @@ struct FuseOperations {
             return;
         }
         memcpy(&message, in, sizeof(message));
-        const DeviceReply reply = node->server_.devctl(node->ctp_, clientOf(request), ocbOf(info),
-                                                       &message, sizeof(message), sizeof(message));
+        const DeviceReply reply = node->device_->devctl(node->ctp_, clientOf(request), ocbOf(info),
+                                                        &message, sizeof(message), sizeof(message));
         if (!reply.none)
             fuse_reply_ioctl(request, DEVCTL_RESULT(reply.error, reply.bytes), &message,
                              reply.bytes);
@@ -263,15 +263,15 @@ struct FuseOperations {
     }
 };
 
-std::unique_ptr<FuseNode> FuseNode::mount(const std::string& path, const DeviceServer& server) {
-    std::unique_ptr<FuseNode> node(new FuseNode(server));
+std::unique_ptr<FuseNode> FuseNode::mount(const std::string& path, DeviceOperations* device) {
+    std::unique_ptr<FuseNode> node(new FuseNode(device));
     if (!node->mountOn(path))
         return nullptr;
     return node;
 }
 
-FuseNode::FuseNode(const DeviceServer& server)
-    : server_(server), request_(new fuse_buf{}), joiner_(fullPieceBytes()) {}
+FuseNode::FuseNode(DeviceOperations* device)
+    : device_(device), request_(new fuse_buf{}), joiner_(fullPieceBytes()) {}
 
 bool FuseNode::mountOn(const std::string& path) {
     std::string options = "fsname=velkaris,subtype=velkaris,default_permissions";
@@ -319,7 +319,7 @@ FuseNode::~FuseNode() {
         fuse_session_destroy(session_);
     }
     for (iofunc_ocb_t* const ocb : opens_)  // of clients that had no time to release them
-        server_.close(nullptr, ocb);
+        device_->close(nullptr, ocb);
     free(request_->mem);
 }
 
@@ -344,7 +344,7 @@ void FuseNode::finishPending() {
     iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(joiner_.handle());
     joiner_.finish();
     armPendingTimer(0);
-    server_.write(ctp_, client, ocb, joined_.data(), joined_.size());
+    device_->write(ctp_, client, ocb, joined_.data(), joined_.size());
     joined_.clear();
 }
 
@@ -369,16 +369,16 @@ DeviceReply FuseNode::deliver(const WritePiece& piece, PieceRole role, const cha
     const ClientId client = {piece.thread, piece.thread};
     iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(piece.handle);
     if (role == PieceRole::positioned)
-        return server_.writeAt(ctp_, client, ocb, piece.offset, data, piece.size);
+        return device_->writeAt(ctp_, client, ocb, piece.offset, data, piece.size);
 
     DeviceReply reply;
     const size_t before = joined_.size();
     if (before == 0) {
-        reply = server_.write(ctp_, client, ocb, data, piece.size);
+        reply = device_->write(ctp_, client, ocb, data, piece.size);
     } else {
         armPendingTimer(0);
         if (joined_.append(data, piece.size))
-            reply = server_.write(ctp_, client, ocb, joined_.data(), joined_.size());
+            reply = device_->write(ctp_, client, ocb, joined_.data(), joined_.size());
         else
             reply.error = ENOMEM;
         reply.result -= static_cast<long>(before);

@@ -7,12 +7,12 @@
 #include <string>
 #include <unordered_set>
 
+#include "node/deviceOperations.h"
 #include "node/fuse/clientCalls.h"
 #include "node/fuse/writeJoiner.h"
 #include "node/growingBuffer.h"
 #include "node/place/mountTable.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/deviceServer.h"
 
 struct fuse_buf;
 struct fuse_session;
@@ -22,7 +22,7 @@ class FuseNode {
 public:
     // Mounts on the regular file at `path`, which is absolute and free of links. Null after one
     // line on standard error.
-    static std::unique_ptr<FuseNode> mount(const std::string& path, const DeviceServer& server);
+    static std::unique_ptr<FuseNode> mount(const std::string& path, DeviceOperations* device);
 
     // Unmounts, unless somebody else has done so.
     ~FuseNode();
@@ -32,7 +32,7 @@ public:
 private:
     friend struct FuseOperations;
 
-    explicit FuseNode(const DeviceServer& server);
+    explicit FuseNode(DeviceOperations* device);
     bool mountOn(const std::string& path);
     void serveRequest(resmgr_context_t* ctp);
     void checkPending(resmgr_context_t* ctp);
@@ -42,7 +42,7 @@ private:
     DeviceReply deliver(const WritePiece& piece, PieceRole role, const char* data);
     void armPendingTimer(unsigned milliseconds);
 
-    DeviceServer server_;
+    DeviceOperations* device_;
     resmgr_context_t* ctp_ = nullptr;  // the context in use while a request is handled
     fuse_session* session_ = nullptr;
     std::unique_ptr<fuse_buf> request_;

@@ -65,12 +65,6 @@ bool wellFormed(const DevctlPacket& packet, size_t received) {
            received == sizeof(packet) + std::min<uint64_t>(packet.length, kDevctlPacketBytes);
 }
 
-DeviceReply refusal(int error) {
-    DeviceReply reply;
-    reply.error = error;
-    return reply;
-}
-
 ClientId clientOf(int socket) {
     ucred credentials = {};
     socklen_t size = sizeof(credentials);
@@ -106,16 +100,16 @@ void closeClients(int fd) {
 }
 
 std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t mode,
-                                               const DeviceServer& server) {
-    std::unique_ptr<SocketNode> node(new SocketNode(server));
+                                               DeviceOperations* device) {
+    std::unique_ptr<SocketNode> node(new SocketNode(device));
     if (node->bindAndListen(path, mode))
         return node;
     layerError("%s: cannot listen: %s", path.c_str(), strerror(errno));
     return nullptr;
 }
 
-SocketNode::SocketNode(const DeviceServer& server)
-    : server_(server), packet_(new char[kPacketRoom]) {}
+SocketNode::SocketNode(DeviceOperations* device)
+    : device_(device), packet_(new char[kPacketRoom]) {}
 
 bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
     raiseDescriptorLimit();
@@ -238,29 +232,30 @@ void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
     DevctlMessage message;
     DeviceReply reply;
     if (packet.kind == kDevctlPacketOpen)
-        reply = connection->ocb ? refusal(EINVAL)
-                                : server_.open(ctp, connection->client,
-                                               static_cast<int>(packet.argument), &connection->ocb);
+        reply = connection->ocb
+                    ? DeviceReply::refusal(EINVAL)
+                    : device_->open(ctp, connection->client, static_cast<int>(packet.argument),
+                                    &connection->ocb);
     else if (!connection->ocb)
-        reply = refusal(EBADF);
+        reply = DeviceReply::refusal(EBADF);
     else if (packet.kind == kDevctlPacketCommand)
         reply = serveCommand(ctp, *connection, data, size, &message);
     else if (packet.kind != kDevctlPacketWrite)
-        reply = refusal(EINVAL);
+        reply = DeviceReply::refusal(EINVAL);
     else if (packet.length > size)
         return collect(ctp, connection, packet.length, data, size, std::move(channel));
     else
-        reply = server_.write(ctp, connection->client, connection->ocb, data, size);
+        reply = device_->write(ctp, connection->client, connection->ocb, data, size);
     answer(std::move(channel), reply, &message);
 }
 
 DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& connection,
                                      const char* data, size_t size, DevctlMessage* message) {
     if (size < kDevctlHeaderBytes || size > sizeof(*message))
-        return refusal(EINVAL);
+        return DeviceReply::refusal(EINVAL);
     memset(message, 0, sizeof(*message));
     memcpy(message, data, size);
-    return server_.devctl(ctp, connection.client, connection.ocb, message, size, sizeof(*message));
+    return device_->devctl(ctp, connection.client, connection.ocb, message, size, sizeof(*message));
 }
 
 // The rest comes through the channel; until it is complete, the connection rests.
@@ -272,7 +267,7 @@ void SocketNode::collect(resmgr_context_t* ctp, Connection* connection, uint64_t
     };
     if (!connection->data.append(data, size) || !eventLoopServe(channel.get(), serve, connection)) {
         connection->data.clear();
-        answer(std::move(channel), refusal(ENOMEM), nullptr);
+        answer(std::move(channel), DeviceReply::refusal(ENOMEM), nullptr);
         drop(ctp, connection);
         return;
     }
@@ -291,12 +286,12 @@ void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
         return drop(ctp, connection);
     DeviceReply reply;
     if (!connection->data.append(packet_.get(), static_cast<size_t>(received)))
-        reply = refusal(ENOMEM);
+        reply = DeviceReply::refusal(ENOMEM);
     else if (connection->data.size() < connection->expected)
         return;
     else
-        reply = server_.write(ctp, connection->client, connection->ocb, connection->data.data(),
-                              connection->data.size());
+        reply = device_->write(ctp, connection->client, connection->ocb, connection->data.data(),
+                               connection->data.size());
 
     eventLoopForget(connection->channel.get());
     answer(std::move(connection->channel), reply, nullptr);
@@ -335,6 +330,6 @@ void SocketNode::drop(resmgr_context_t* ctp, Connection* connection) {
         shutdown(socket->get(), SHUT_RDWR);
     }
     if (connection->ocb)
-        server_.close(ctp, connection->ocb);
+        device_->close(ctp, connection->ocb);
     connections_.erase(connection->socket.get());
 }

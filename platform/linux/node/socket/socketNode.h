@@ -11,9 +11,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "node/deviceOperations.h"
 #include "node/growingBuffer.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/deviceServer.h"
 
 // Closes what a client has a share in. That may take as long as the client likes: a file of its own
 // file system, a connection that lingers, a socket in which such things wait. So a thread of its
@@ -27,7 +27,7 @@ public:
     // Listens at `path`, absolute and free; `mode` holds the permissions. Null after one line on
     // standard error.
     static std::unique_ptr<SocketNode> listen(const std::string& path, mode_t mode,
-                                              const DeviceServer& server);
+                                              DeviceOperations* device);
 
     // Removes the socket from the path, if it is still this one.
     ~SocketNode();
@@ -51,7 +51,7 @@ private:
         std::vector<ClientDescriptor> passed;
     };
 
-    explicit SocketNode(const DeviceServer& server);
+    explicit SocketNode(DeviceOperations* device);
     bool bindAndListen(const std::string& path, mode_t mode);
 
     bool watchListener();
@@ -71,7 +71,7 @@ private:
     void answer(ClientDescriptor channel, const DeviceReply& reply, const void* data);
     void drop(resmgr_context_t* ctp, Connection* connection);
 
-    DeviceServer server_;
+    DeviceOperations* device_;
     std::string path_;
     ino_t inode_ = 0;
     FileDescriptor listener_;
