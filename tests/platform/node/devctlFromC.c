@@ -1,5 +1,5 @@
 /* The client header in a program in C, which is all that it needs. */
-#include <devctl.h>
+#include <devctlSocket.h>
 
 int useNodeFromC(const char* path, const char* text, int code);
 

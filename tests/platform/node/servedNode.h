@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/iofunc.h>
 // The block above gives handles and control blocks their types.
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <sys/types.h>
 
 #include <cstdint>

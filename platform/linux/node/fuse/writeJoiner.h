@@ -4,14 +4,14 @@
 // offsets and sizes decide otherwise. Holds no data and makes no system calls.
 #pragma once
 
+#include <devctl.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
 
-// No system call writes more bytes: MAX_RW_COUNT of Linux.
-constexpr uint64_t kWriteMax = 0x7ffff000;
+constexpr uint64_t kWriteMax = DEVCTL_MAX_WRITE;
 
 enum class ClientCall {
     unknown,     // the client's system call could not be read, or is none of those below

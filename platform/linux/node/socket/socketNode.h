@@ -4,7 +4,7 @@
 // is left alone. Nothing here waits for a client, and no buffer grows faster than data arrives.
 #pragma once
 
-#include <devctl.h>
+#include <devctlSocket.h>
 
 #include <memory>
 #include <string>
