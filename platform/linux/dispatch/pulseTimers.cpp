@@ -59,7 +59,7 @@ uint64_t addSaturated(uint64_t a, uint64_t b) {
 // Moves the kernel's count into ours. What is due afterwards follows from the count alone.
 void countExpiries(PulseTimer* timer) {
     uint64_t count;
-    if (!timer->fd || read(timer->fd.get(), &count, sizeof(count)) != sizeof(count))
+    if (!timer->fd || read(timer->fd.get(), &count, sizeof count) != sizeof count)
         return;
     timer->expiries += count;
     timer->due = timer->interval == 0 ? kNever : addSaturated(timer->due, count * timer->interval);

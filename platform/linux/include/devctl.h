@@ -110,7 +110,7 @@ static inline int devctl(int filedes, int dcmd, void* dev_data_ptr, size_t n_byt
 
     if (n_bytes > UINT32_MAX - kDevctlHeaderBytes)
         return EINVAL;
-    memset(&message, 0, sizeof(message));
+    memset(&message, 0, sizeof message);
     message.header.request.type = kDevctlMessageType;
     message.header.request.command = dcmd;
     message.header.request.payloadBytes = (uint32_t)n_bytes;

@@ -49,10 +49,10 @@ struct DevctlAnswer {
 static inline int devctlIsSocket(int fd) {
     struct sockaddr_un name;
     int type = 0;
-    socklen_t size = sizeof(type);
+    socklen_t size = sizeof type;
     if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) != 0 || type != SOCK_SEQPACKET)
         return 0;
-    size = sizeof(name);
+    size = sizeof name;
     return getsockname(fd, (struct sockaddr*)&name, &size) == 0 && name.sun_family == AF_UNIX;
 }
 
@@ -72,15 +72,15 @@ static inline ssize_t devctlSendFirst(int fd, const struct DevctlPacket* packet,
         packet->length < kDevctlPacketBytes ? (size_t)packet->length : (size_t)kDevctlPacketBytes;
 
     parts[0].iov_base = (void*)packet;
-    parts[0].iov_len = sizeof(*packet);
+    parts[0].iov_len = sizeof *packet;
     parts[1].iov_base = (void*)data;
     parts[1].iov_len = first;
-    memset(&message, 0, sizeof(message));
-    memset(&control, 0, sizeof(control));
+    memset(&message, 0, sizeof message);
+    memset(&control, 0, sizeof control);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
     message.msg_control = &control;
-    message.msg_controllen = sizeof(control);
+    message.msg_controllen = sizeof control;
     passed = CMSG_FIRSTHDR(&message);
     passed->cmsg_level = SOL_SOCKET;
     passed->cmsg_type = SCM_RIGHTS;
@@ -116,21 +116,21 @@ static inline ssize_t devctlReceiveAnswer(int channel, struct DevctlAnswer* answ
     ssize_t received;
 
     parts[0].iov_base = answer;
-    parts[0].iov_len = sizeof(*answer);
+    parts[0].iov_len = sizeof *answer;
     parts[1].iov_base = reply;
     parts[1].iov_len = replySize;
-    memset(&message, 0, sizeof(message));
+    memset(&message, 0, sizeof message);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
 
     do
         received = recvmsg(channel, &message, 0);
     while (received < 0 && errno == EINTR);
-    if (received < (ssize_t)sizeof(*answer)) {
+    if (received < (ssize_t)sizeof *answer) {
         errno = ENOTCONN;
         return -1;
     }
-    return received - (ssize_t)sizeof(*answer);
+    return received - (ssize_t)sizeof *answer;
 }
 
 // One request and its answer on a socket. Returns the length of the reply, or -1 with errno.
@@ -160,7 +160,7 @@ static inline ssize_t devctlExchange(int fd, const struct DevctlPacket* packet, 
 static inline struct DevctlPacket devctlMakePacket(uint32_t kind, uint32_t argument,
                                                    uint64_t length) {
     struct DevctlPacket packet;
-    memset(&packet, 0, sizeof(packet));
+    memset(&packet, 0, sizeof packet);
     packet.magic = kDevctlPacketMagic;
     packet.kind = kind;
     packet.argument = argument;
@@ -181,7 +181,7 @@ __attribute__((weak)) int devctlCarryBySocket(int fd, struct DevctlMessage* mess
     if (sent > kDevctlPayloadBytes)
         sent = kDevctlPayloadBytes;
     packet = devctlMakePacket(kDevctlPacketCommand, 0, kDevctlHeaderBytes + sent);
-    replyBytes = devctlExchange(fd, &packet, message, &answer, message, sizeof(*message));
+    replyBytes = devctlExchange(fd, &packet, message, &answer, message, sizeof *message);
     return replyBytes < 0 ? -1 : DEVCTL_RESULT(answer.status, replyBytes);
 }
 
@@ -208,24 +208,24 @@ static inline int devctlConnect(int fd, const char* path) {
     char folderPath[4096];
     int folder = -1, digits, error;
 
-    memset(&address, 0, sizeof(address));
+    memset(&address, 0, sizeof address);
     address.sun_family = AF_UNIX;
-    if (strlen(path) < sizeof(address.sun_path)) {
+    if (strlen(path) < sizeof address.sun_path) {
         strcpy(address.sun_path, path);
     } else {
         const size_t name = slash ? strlen(slash) : 0;
-        if (!slash || (size_t)(slash - path) + 1 >= sizeof(folderPath) ||
-            sizeof(descriptors) + 10 + name > sizeof(address.sun_path))
+        if (!slash || (size_t)(slash - path) + 1 >= sizeof folderPath ||
+            sizeof descriptors + 10 + name > sizeof address.sun_path)
             return ENAMETOOLONG;
         memcpy(folderPath, path, (size_t)(slash - path) + 1);
         folderPath[slash - path + 1] = '\0';
         folder = devctlOpenFile(folderPath, O_RDONLY);
         if (folder < 0)
             return errno;
-        digits = snprintf(address.sun_path, sizeof(address.sun_path), "%s%d", descriptors, folder);
+        digits = snprintf(address.sun_path, sizeof address.sun_path, "%s%d", descriptors, folder);
         memcpy(address.sun_path + digits, slash, name + 1);
     }
-    error = connect(fd, (const struct sockaddr*)&address, sizeof(address)) == 0 ? 0 : errno;
+    error = connect(fd, (const struct sockaddr*)&address, sizeof address) == 0 ? 0 : errno;
     if (folder >= 0)
         close(folder);
     return error == EPROTOTYPE ? ENODEV : error;  // another kind of socket is no node
@@ -274,7 +274,7 @@ static inline int devctl_open(const char* path, int oflag) {
     fd = devctlOpenFile(path, flags);
     if (fd < 0)
         return -1;
-    error = devctl(fd, (int)(uint32_t)__DIOF(_DCMD_ALL, 1, int), &flags, sizeof(flags), 0);
+    error = devctl(fd, (int)(uint32_t)__DIOF(_DCMD_ALL, 1, int), &flags, sizeof flags, 0);
     if (error == EOK)
         return fd;
     close(fd);

@@ -17,7 +17,7 @@ public:
         if (size > room_ - size_ && !grow(size_ + size))
             return false;
         if (size > 0)
-            memcpy(bytes_.get() + size_, data, size);
+            std::memcpy(bytes_.get() + size_, data, size);
         size_ += size;
         return true;
     }
@@ -33,7 +33,7 @@ public:
 private:
     bool grow(size_t needed) {
         const size_t room = std::max(needed, room_ + room_ / 2);
-        void* const bytes = realloc(bytes_.get(), room);
+        void* const bytes = std::realloc(bytes_.get(), room);
         if (!bytes)
             return false;
         static_cast<void>(bytes_.release());  // realloc has taken the old block
@@ -42,7 +42,7 @@ private:
         return true;
     }
 
-    std::unique_ptr<char, Release<::free>> bytes_;
+    std::unique_ptr<char, Release<std::free>> bytes_;
     size_t size_ = 0;
     size_t room_ = 0;
 };

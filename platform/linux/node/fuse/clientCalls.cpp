@@ -30,8 +30,9 @@ struct Syscall {
 
 bool parse(const char* line, Syscall* call) {
     uint64_t* const a = call->arguments;
-    return sscanf(line, "%ld %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64,
-                  &call->number, &a[0], &a[1], &a[2], &a[3], &a[4], &a[5]) == 7;
+    return std::sscanf(line,
+                       "%ld %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64 " %" SCNx64,
+                       &call->number, &a[0], &a[1], &a[2], &a[3], &a[4], &a[5]) == 7;
 }
 
 // The sum of the parts of a vector write; false when the client's memory cannot be read.
@@ -44,7 +45,7 @@ bool sumParts(ClientMemory* memory, pid_t thread, uint64_t address, uint64_t cou
     *total = 0;
     for (uint64_t i = 0; i < count; ++i) {
         iovec part;
-        memcpy(&part, bytes->data() + i * sizeof(part), sizeof(part));
+        std::memcpy(&part, bytes->data() + i * sizeof part, sizeof part);
         *total += std::min<uint64_t>(part.iov_len, kWriteMax);
     }
     return true;
@@ -67,7 +68,7 @@ CallFacts positionedFacts(const Syscall& call) {
 }  // namespace
 
 CallFacts factsOfSyscall(const char* line, pid_t thread, ClientMemory* memory) {
-    if (strncmp(line, "running", 7) == 0)
+    if (std::strncmp(line, "running", 7) == 0)
         return {ClientCall::running};
     Syscall call;
     if (!parse(line, &call))
@@ -100,7 +101,7 @@ CallFacts ClientCalls::read(pid_t thread) {
 
 CallFacts ClientCalls::look(pid_t thread) {
     char line[256];
-    if (thread <= 0 || !readLine(thread, line, sizeof(line)))
+    if (thread <= 0 || !readLine(thread, line, sizeof line))
         return {};
     return factsOfSyscall(line, thread, &memory_);
 }
@@ -128,7 +129,7 @@ ClientCalls::OpenThread* ClientCalls::openThread(pid_t thread) {
         return &known->second;
     }
     char path[64];
-    snprintf(path, sizeof(path), "/proc/%d/syscall", thread);
+    std::snprintf(path, sizeof path, "/proc/%d/syscall", thread);
     FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file)
         return nullptr;

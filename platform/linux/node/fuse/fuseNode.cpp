@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 
 #include "dispatch/eventLoop.h"
@@ -76,9 +77,7 @@ bool othersAllowed() {
     while (std::getline(settings, line))
         if (line.compare(0, 16, "user_allow_other") == 0)
             return true;
-    layerError(
-        "user_allow_other is not set in /etc/fuse.conf, so only this user can use "
-        "the node");
+    layerError("user_allow_other is not set in /etc/fuse.conf, so only this user can use the node");
     return false;
 }
 
@@ -123,7 +122,7 @@ struct FuseOperations {
         if (reply.error != EOK)
             return reply;
         constexpr int kBothNow = FUSE_SET_ATTR_ATIME_NOW | FUSE_SET_ATTR_MTIME_NOW;
-        const time_t now = time(nullptr);
+        const time_t now = std::time(nullptr);
         io_utime_t message = {};
         message.i.type = _IO_UTIME;
         message.i.cur_flag = (which & kBothNow) == kBothNow;
@@ -197,7 +196,7 @@ struct FuseOperations {
         FuseNode* const node = begin(request);
         char room[kReadRoom];
         const DeviceReply reply = node->device_->read(node->ctp_, clientOf(request), ocbOf(info),
-                                                      room, std::min(size, sizeof(room)));
+                                                      room, std::min(size, sizeof room));
         if (!answerError(request, reply))
             fuse_reply_buf(request, room, reply.bytes);
     }
@@ -234,14 +233,13 @@ struct FuseOperations {
                       unsigned, const void* in, size_t inBytes, size_t outBytes) {
         FuseNode* const node = begin(request);
         DevctlMessage message;
-        if (command != DEVCTL_NODE_IOCTL || inBytes < sizeof(message) ||
-            outBytes < sizeof(message)) {
+        if (command != DEVCTL_NODE_IOCTL || inBytes < sizeof message || outBytes < sizeof message) {
             fuse_reply_err(request, ENOTTY);
             return;
         }
-        memcpy(&message, in, sizeof(message));
+        std::memcpy(&message, in, sizeof message);
         const DeviceReply reply = node->device_->devctl(node->ctp_, clientOf(request), ocbOf(info),
-                                                        &message, sizeof(message), sizeof(message));
+                                                        &message, sizeof message, sizeof message);
         if (!reply.none)
             fuse_reply_ioctl(request, DEVCTL_RESULT(reply.error, reply.bytes), &message,
                              reply.bytes);
@@ -280,7 +278,7 @@ bool FuseNode::mountOn(const std::string& path) {
     const char* const arguments[] = {"velkaris", "-o", options.c_str()};
     fuse_args args = FUSE_ARGS_INIT(3, const_cast<char**>(arguments));
     const fuse_lowlevel_ops operations = FuseOperations::table();
-    session_ = fuse_session_new(&args, &operations, sizeof(operations), this);
+    session_ = fuse_session_new(&args, &operations, sizeof operations, this);
     fuse_opt_free_args(&args);
     if (!session_ || fuse_session_mount(session_, path.c_str()) != 0) {
         layerError("%s: cannot mount the device node", path.c_str());
@@ -301,7 +299,7 @@ bool FuseNode::mountOn(const std::string& path) {
     if (fcntl(device, F_SETFD, FD_CLOEXEC) == 0 && fcntl(device, F_SETFL, O_NONBLOCK) == 0 &&
         eventLoopServe(device, serve, this) && eventLoopServe(pendingTimer_.get(), check, this))
         return true;
-    layerError("%s: cannot watch the device node: %s", path.c_str(), strerror(errno));
+    layerError("%s: cannot watch the device node: %s", path.c_str(), std::strerror(errno));
     return false;
 }
 
@@ -320,7 +318,7 @@ FuseNode::~FuseNode() {
     }
     for (iofunc_ocb_t* const ocb : opens_)  // of clients that had no time to release them
         device_->close(nullptr, ocb);
-    free(request_->mem);
+    std::free(request_->mem);
 }
 
 void FuseNode::serveRequest(resmgr_context_t* ctp) {
@@ -401,7 +399,7 @@ void FuseNode::armPendingTimer(unsigned milliseconds) {
 // less often, for a client may be stopped in the middle of a write.
 void FuseNode::checkPending(resmgr_context_t* ctp) {
     uint64_t expiries;
-    if (::read(pendingTimer_.get(), &expiries, sizeof(expiries)) < 0 || !joiner_.pending())
+    if (::read(pendingTimer_.get(), &expiries, sizeof expiries) < 0 || !joiner_.pending())
         return;
     if (joiner_.mayGoOn(calls_.look(joiner_.thread()))) {
         pendingDelay_ = std::min(pendingDelay_ * 2, kDelayMax);

@@ -41,7 +41,7 @@ std::string nameFor(const std::string& path) {
 // The folder that a process of this user chooses is the same each time, or two would not meet.
 std::vector<std::string> candidateFolders() {
     std::vector<std::string> folders;
-    const char* const ofSession = getenv("XDG_RUNTIME_DIR");
+    const char* const ofSession = std::getenv("XDG_RUNTIME_DIR");
     if (geteuid() == 0)
         folders.emplace_back("/run/velkaris");
     else if (ofSession && *ofSession == '/')
@@ -97,9 +97,10 @@ bool NodeLock::take(const std::string& path) {
         if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
             if (errno == EINTR)
                 continue;
-            complain(path,
-                     errno == EWOULDBLOCK ? "another console serves this node" : strerror(errno),
-                     errno == EWOULDBLOCK ? EBUSY : errno);
+            complain(
+                path,
+                errno == EWOULDBLOCK ? "another console serves this node" : std::strerror(errno),
+                errno == EWOULDBLOCK ? EBUSY : errno);
             return false;
         }
         if (isStillThere(file, name)) {

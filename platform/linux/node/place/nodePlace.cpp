@@ -82,9 +82,9 @@ std::string canonicalNodePath(const std::string& path) {
         complain(path, "not the path of a file", EINVAL);
         return {};
     }
-    const std::unique_ptr<char, Release<free>> real(realpath(folder.c_str(), nullptr));
+    const std::unique_ptr<char, Release<std::free>> real(realpath(folder.c_str(), nullptr));
     if (!real) {
-        complain(path, strerror(errno), errno);
+        complain(path, std::strerror(errno), errno);
         return {};
     }
     const std::string base = real.get();
@@ -96,7 +96,7 @@ PlaceContent clearNodePlace(const std::string& path) {
         return PlaceContent::refused;
     struct stat found;
     if (lstat(path.c_str(), &found) != 0)
-        return errno == ENOENT ? PlaceContent::nothing : refuse(path, strerror(errno), errno);
+        return errno == ENOENT ? PlaceContent::nothing : refuse(path, std::strerror(errno), errno);
     if (S_ISSOCK(found.st_mode))
         return clearSocket(path);
     if (S_ISLNK(found.st_mode))
@@ -120,7 +120,7 @@ bool MountPoint::make(const std::string& path, PlaceContent content) {
     const FileDescriptor file(
         open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666));
     if (!file) {
-        complain(path, strerror(errno), errno);
+        complain(path, std::strerror(errno), errno);
         return false;
     }
     made_ = true;

@@ -17,7 +17,7 @@ public:
     // `path` is absolute. Check the address before use; errno says why there is none.
     explicit SocketAddress(const std::string& path) {
         std::string name = path;
-        if (name.size() >= sizeof(address_.sun_path)) {
+        if (name.size() >= sizeof address_.sun_path) {
             const size_t slash = path.rfind('/');
             folder_.reset(
                 open(path.substr(0, slash + 1).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -25,17 +25,17 @@ public:
                 return;
             name = "/proc/self/fd/" + std::to_string(folder_.get()) + path.substr(slash);
         }
-        if (name.size() >= sizeof(address_.sun_path)) {
+        if (name.size() >= sizeof address_.sun_path) {
             errno = ENAMETOOLONG;
             return;
         }
         address_.sun_family = AF_UNIX;
-        memcpy(address_.sun_path, name.c_str(), name.size() + 1);
+        std::memcpy(address_.sun_path, name.c_str(), name.size() + 1);
     }
 
     explicit operator bool() const { return address_.sun_family == AF_UNIX; }
     const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address_); }
-    socklen_t size() const { return sizeof(address_); }
+    socklen_t size() const { return sizeof address_; }
 
 private:
     sockaddr_un address_ = {};

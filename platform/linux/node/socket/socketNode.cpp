@@ -45,7 +45,7 @@ std::vector<ClientDescriptor> takePassed(msghdr* message) {
         const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
         for (size_t i = 0; i < count; ++i) {
             int fd;
-            memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof(fd));
+            std::memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof fd);
             passed.emplace_back(fd);
         }
     }
@@ -62,17 +62,15 @@ ClientDescriptor answerSocket(std::vector<ClientDescriptor>* passed) {
 // What came with the first packet of a request: the header's length and the packet's agree.
 bool wellFormed(const DevctlPacket& packet, size_t received) {
     return packet.magic == kDevctlPacketMagic && packet.length <= DEVCTL_MAX_WRITE &&
-           received == sizeof(packet) + std::min<uint64_t>(packet.length, kDevctlPacketBytes);
+           received == sizeof packet + std::min<uint64_t>(packet.length, kDevctlPacketBytes);
 }
 
 ClientId clientOf(int socket) {
     ucred credentials = {};
-    socklen_t size = sizeof(credentials);
+    socklen_t size = sizeof credentials;
     getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
     return {credentials.pid, credentials.pid};
 }
-
-}  // namespace
 
 // Whether it is a socket like ours in which nothing waits, so that closing it takes no time.
 // Nothing can be sent to it any more afterwards. A packet shows by its sender's name, also an empty
@@ -80,14 +78,16 @@ ClientId clientOf(int socket) {
 bool holdsNothing(int fd) {
     const int yes = 1;
     if (!devctlIsSocket(fd) || shutdown(fd, SHUT_RDWR) != 0 ||
-        setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &yes, sizeof(yes)) != 0)
+        setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &yes, sizeof yes) != 0)
         return false;
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
     msghdr message = {};
     message.msg_control = control;
-    message.msg_controllen = sizeof(control);
+    message.msg_controllen = sizeof control;
     return recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT) == 0 && message.msg_controllen == 0;
 }
+
+}  // namespace
 
 void closeClients(int fd) {
     if (holdsNothing(fd)) {
@@ -104,7 +104,7 @@ std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t m
     std::unique_ptr<SocketNode> node(new SocketNode(device));
     if (node->bindAndListen(path, mode))
         return node;
-    layerError("%s: cannot listen: %s", path.c_str(), strerror(errno));
+    layerError("%s: cannot listen: %s", path.c_str(), std::strerror(errno));
     return nullptr;
 }
 
@@ -190,7 +190,7 @@ void SocketNode::restListener() {
 
 void SocketNode::wakeListener() {
     uint64_t expiries;
-    if (read(restTimer_.get(), &expiries, sizeof(expiries)) > 0 && !watchListener())
+    if (read(restTimer_.get(), &expiries, sizeof expiries) > 0 && !watchListener())
         restListener();
 }
 
@@ -201,7 +201,7 @@ SocketNode::ReceivedPacket SocketNode::receive(const ClientDescriptor& socket) {
     message.msg_iov = &room;
     message.msg_iovlen = 1;
     message.msg_control = control;
-    message.msg_controllen = sizeof(control);
+    message.msg_controllen = sizeof control;
     const ssize_t size = recvmsg(socket.get(), &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
     if (size < 0)
         return {size, false, {}};
@@ -216,14 +216,14 @@ void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
 
     ClientDescriptor channel = answerSocket(&received.passed);
     DevctlPacket packet = {};
-    if (received.size >= static_cast<ssize_t>(sizeof(packet)))
-        memcpy(&packet, packet_.get(), sizeof(packet));
+    if (received.size >= static_cast<ssize_t>(sizeof packet))
+        std::memcpy(&packet, packet_.get(), sizeof packet);
     if (!received.whole || !channel || !wellFormed(packet, static_cast<size_t>(received.size))) {
         drop(ctp, connection);
         return;
     }
-    serveRequest(ctp, connection, packet, packet_.get() + sizeof(packet),
-                 static_cast<size_t>(received.size) - sizeof(packet), std::move(channel));
+    serveRequest(ctp, connection, packet, packet_.get() + sizeof packet,
+                 static_cast<size_t>(received.size) - sizeof packet, std::move(channel));
 }
 
 void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
@@ -251,11 +251,11 @@ void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
 
 DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& connection,
                                      const char* data, size_t size, DevctlMessage* message) {
-    if (size < kDevctlHeaderBytes || size > sizeof(*message))
+    if (size < kDevctlHeaderBytes || size > sizeof *message)
         return DeviceReply::refusal(EINVAL);
-    memset(message, 0, sizeof(*message));
-    memcpy(message, data, size);
-    return device_->devctl(ctp, connection.client, connection.ocb, message, size, sizeof(*message));
+    std::memset(message, 0, sizeof *message);
+    std::memcpy(message, data, size);
+    return device_->devctl(ctp, connection.client, connection.ocb, message, size, sizeof *message);
 }
 
 // The rest comes through the channel; until it is complete, the connection rests.
@@ -314,7 +314,7 @@ void SocketNode::answer(ClientDescriptor channel, const DeviceReply& reply, cons
     DevctlAnswer head = {};
     head.status = reply.error;
     head.result = reply.result;
-    const iovec parts[] = {{&head, sizeof(head)}, {const_cast<void*>(data), reply.bytes}};
+    const iovec parts[] = {{&head, sizeof head}, {const_cast<void*>(data), reply.bytes}};
     msghdr message = {};
     message.msg_iov = const_cast<iovec*>(parts);
     message.msg_iovlen = reply.bytes > 0 ? 2 : 1;
