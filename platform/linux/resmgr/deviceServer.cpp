@@ -57,8 +57,9 @@ _extended_context messageOf(const Header& header, const void* data = nullptr, si
 
 }  // namespace
 
-void DeviceServer::receive(resmgr_context_t* ctp, ClientId client,
-                           _extended_context* message) const {
+void DeviceServer::receive(const DeviceRequest& request, _extended_context* message) const {
+    resmgr_context_t* const ctp = request.ctp;
+    const ClientId client = request.client;
     ctp->extra = message;
     ctp->id = linkId_;
     ctp->status = 0;
@@ -73,22 +74,22 @@ void DeviceServer::receive(resmgr_context_t* ctp, ClientId client,
 }
 
 template <typename Message>
-DeviceReply DeviceServer::call(resmgr_context_t* ctp, ClientId client,
+DeviceReply DeviceServer::call(const DeviceRequest& request,
                                int (*handler)(resmgr_context_t*, Message*, iofunc_ocb_t*),
-                               iofunc_ocb_t* ocb, _extended_context message, void* room,
-                               size_t size) const {
+                               _extended_context message, void* room, size_t size) const {
     if (!handler)
         return DeviceReply::refusal(ENOSYS);
-    receive(ctp, client, &message);
+    receive(request, &message);
+    resmgr_context_t* const ctp = request.ctp;
     iofunc_ocb_t byPath = {};
     byPath.attr = attr_;
-    const int returned = handler(ctp, reinterpret_cast<Message*>(ctp->msg), ocb ? ocb : &byPath);
+    const int returned =
+        handler(ctp, reinterpret_cast<Message*>(ctp->msg), request.ocb ? request.ocb : &byPath);
     ctp->extra = nullptr;
     return replyOf(*ctp, returned, room, size);
 }
 
-DeviceReply DeviceServer::open(resmgr_context_t* ctp, ClientId client, int openFlags,
-                               iofunc_ocb_t** ocb) {
+DeviceReply DeviceServer::open(const DeviceRequest& request, int openFlags, iofunc_ocb_t** ocb) {
     if (!connect_->open)
         return DeviceReply::refusal(ENOSYS);
     io_open_t header = {};
@@ -97,11 +98,11 @@ DeviceReply DeviceServer::open(resmgr_context_t* ctp, ClientId client, int openF
     header.connect.ioflag =
         static_cast<uint32_t>((openFlags & ~O_ACCMODE) | ((openFlags + 1) & O_ACCMODE));
     _extended_context message = messageOf(header);
-    receive(ctp, client, &message);
+    receive(request, &message);
     const int returned =
-        connect_->open(ctp, reinterpret_cast<io_open_t*>(ctp->msg), attr_, nullptr);
-    ctp->extra = nullptr;
-    const DeviceReply reply = replyOf(*ctp, returned, nullptr, 0);
+        connect_->open(request.ctp, reinterpret_cast<io_open_t*>(request.ctp->msg), attr_, nullptr);
+    request.ctp->extra = nullptr;
+    const DeviceReply reply = replyOf(*request.ctp, returned, nullptr, 0);
     *ocb = message.opened;
     return reply.error == EOK && !*ocb ? DeviceReply::refusal(EIO) : reply;
 }
@@ -111,17 +112,16 @@ void DeviceServer::close(resmgr_context_t* ctp, iofunc_ocb_t* ocb) {
         io_->close_ocb(ctp, nullptr, ocb);
 }
 
-DeviceReply DeviceServer::write(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb,
-                                const void* data, size_t size) {
+DeviceReply DeviceServer::write(const DeviceRequest& request, const void* data, size_t size) {
     io_write_t header = {};
     header.i.type = _IO_WRITE;
     header.i.nbytes = static_cast<uint32_t>(size);
     header.i.xtype = _IO_XTYPE_NONE;
-    return call(ctp, client, io_->write, ocb, messageOf(header, data, size));
+    return call(request, io_->write, messageOf(header, data, size));
 }
 
-DeviceReply DeviceServer::writeAt(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb,
-                                  int64_t offset, const void* data, size_t size) {
+DeviceReply DeviceServer::writeAt(const DeviceRequest& request, int64_t offset, const void* data,
+                                  size_t size) {
     struct {
         io_write_t write;
         int64_t offset;
@@ -130,58 +130,56 @@ DeviceReply DeviceServer::writeAt(resmgr_context_t* ctp, ClientId client, iofunc
     header.write.i.nbytes = static_cast<uint32_t>(size);
     header.write.i.xtype = _IO_XTYPE_OFFSET;
     header.offset = offset;
-    return call(ctp, client, io_->write, ocb, messageOf(header, data, size));
+    return call(request, io_->write, messageOf(header, data, size));
 }
 
-DeviceReply DeviceServer::read(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb,
-                               void* room, size_t size) {
+DeviceReply DeviceServer::read(const DeviceRequest& request, void* room, size_t size) {
     io_read_t header = {};
     header.i.type = _IO_READ;
     header.i.nbytes = static_cast<uint32_t>(size);
-    return call(ctp, client, io_->read, ocb, messageOf(header), room, size);
+    return call(request, io_->read, messageOf(header), room, size);
 }
 
-DeviceReply DeviceServer::devctl(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb,
-                                 void* message, size_t messageBytes, size_t room) {
+DeviceReply DeviceServer::devctl(const DeviceRequest& request, void* message, size_t messageBytes,
+                                 size_t room) {
     io_devctl_t header;
     if (messageBytes < sizeof header)
         return DeviceReply::refusal(EINVAL);
     std::memcpy(&header, message, sizeof header);
     // Never more than the sender says: what follows in its buffer is no payload.
     const size_t sent = sizeof header + size_t{header.i.nbytes};
-    return call(ctp, client, io_->devctl, ocb,
+    return call(request, io_->devctl,
                 {message, std::min(sent, messageBytes), nullptr, 0, sent, nullptr}, message, room);
 }
 
-DeviceReply DeviceServer::stat(resmgr_context_t* ctp, iofunc_ocb_t* ocb, struct stat* found) {
+DeviceReply DeviceServer::stat(const DeviceRequest& request, struct stat* found) {
     io_stat_t header = {};
     header.i.type = _IO_STAT;
     *found = {};
-    return call(ctp, {}, io_->stat, ocb, messageOf(header), found, sizeof *found);
+    return call(request, io_->stat, messageOf(header), found, sizeof *found);
 }
 
-DeviceReply DeviceServer::chmod(resmgr_context_t* ctp, iofunc_ocb_t* ocb, mode_t mode) {
+DeviceReply DeviceServer::chmod(const DeviceRequest& request, mode_t mode) {
     io_chmod_t header = {};
     header.i.type = _IO_CHMOD;
     header.i.mode = mode;
-    return call(ctp, {}, io_->chmod, ocb, messageOf(header));
+    return call(request, io_->chmod, messageOf(header));
 }
 
-DeviceReply DeviceServer::chown(resmgr_context_t* ctp, iofunc_ocb_t* ocb, int32_t uid,
-                                int32_t gid) {
+DeviceReply DeviceServer::chown(const DeviceRequest& request, int32_t uid, int32_t gid) {
     io_chown_t header = {};
     header.i.type = _IO_CHOWN;
     header.i.uid = uid;
     header.i.gid = gid;
-    return call(ctp, {}, io_->chown, ocb, messageOf(header));
+    return call(request, io_->chown, messageOf(header));
 }
 
-DeviceReply DeviceServer::utime(resmgr_context_t* ctp, iofunc_ocb_t* ocb, const io_utime_t& times) {
-    return call(ctp, {}, io_->utime, ocb, messageOf(times));
+DeviceReply DeviceServer::utime(const DeviceRequest& request, const io_utime_t& times) {
+    return call(request, io_->utime, messageOf(times));
 }
 
-DeviceReply DeviceServer::sync(resmgr_context_t* ctp, iofunc_ocb_t* ocb) {
+DeviceReply DeviceServer::sync(const DeviceRequest& request) {
     io_sync_t header = {};
     header.i.type = _IO_SYNC;
-    return call(ctp, {}, io_->sync, ocb, messageOf(header));
+    return call(request, io_->sync, messageOf(header));
 }

@@ -17,28 +17,25 @@ public:
                  iofunc_attr_t* attr, int linkId)
         : connect_(connect), io_(io), attr_(attr), linkId_(linkId) {}
 
-    DeviceReply open(resmgr_context_t* ctp, ClientId client, int openFlags,
-                     iofunc_ocb_t** ocb) override;
+    DeviceReply open(const DeviceRequest& request, int openFlags, iofunc_ocb_t** ocb) override;
     void close(resmgr_context_t* ctp, iofunc_ocb_t* ocb) override;
-    DeviceReply write(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb, const void* data,
-                      size_t size) override;
-    DeviceReply writeAt(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb, int64_t offset,
-                        const void* data, size_t size) override;
-    DeviceReply read(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb, void* room,
-                     size_t size) override;
-    DeviceReply devctl(resmgr_context_t* ctp, ClientId client, iofunc_ocb_t* ocb, void* message,
-                       size_t messageBytes, size_t room) override;
-    DeviceReply stat(resmgr_context_t* ctp, iofunc_ocb_t* ocb, struct stat* found) override;
-    DeviceReply chmod(resmgr_context_t* ctp, iofunc_ocb_t* ocb, mode_t mode) override;
-    DeviceReply chown(resmgr_context_t* ctp, iofunc_ocb_t* ocb, int32_t uid, int32_t gid) override;
-    DeviceReply utime(resmgr_context_t* ctp, iofunc_ocb_t* ocb, const io_utime_t& times) override;
-    DeviceReply sync(resmgr_context_t* ctp, iofunc_ocb_t* ocb) override;
+    DeviceReply write(const DeviceRequest& request, const void* data, size_t size) override;
+    DeviceReply writeAt(const DeviceRequest& request, int64_t offset, const void* data,
+                        size_t size) override;
+    DeviceReply read(const DeviceRequest& request, void* room, size_t size) override;
+    DeviceReply devctl(const DeviceRequest& request, void* message, size_t messageBytes,
+                       size_t room) override;
+    DeviceReply stat(const DeviceRequest& request, struct stat* found) override;
+    DeviceReply chmod(const DeviceRequest& request, mode_t mode) override;
+    DeviceReply chown(const DeviceRequest& request, int32_t uid, int32_t gid) override;
+    DeviceReply utime(const DeviceRequest& request, const io_utime_t& times) override;
+    DeviceReply sync(const DeviceRequest& request) override;
 
 private:
-    void receive(resmgr_context_t* ctp, ClientId client, _extended_context* message) const;
+    void receive(const DeviceRequest& request, _extended_context* message) const;
     template <typename Message>
-    DeviceReply call(resmgr_context_t* ctp, ClientId client,
-                     int (*handler)(resmgr_context_t*, Message*, iofunc_ocb_t*), iofunc_ocb_t* ocb,
+    DeviceReply call(const DeviceRequest& request,
+                     int (*handler)(resmgr_context_t*, Message*, iofunc_ocb_t*),
                      _extended_context message, void* room = nullptr, size_t size = 0) const;
 
     const resmgr_connect_funcs_t* connect_;

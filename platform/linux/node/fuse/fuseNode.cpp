@@ -93,6 +93,10 @@ struct FuseOperations {
         return node;
     }
 
+    static DeviceRequest from(fuse_req_t request, const fuse_file_info* info) {
+        return {nodeOf(request)->ctp_, clientOf(request), ocbOf(info)};
+    }
+
     static void init(void*, fuse_conn_info* connection) {
         connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE |
                                                    FUSE_CAP_SPLICE_MOVE);
@@ -101,9 +105,9 @@ struct FuseOperations {
         connection->max_write = static_cast<unsigned>(fullPieceBytes());
     }
 
-    static void replyAttributes(fuse_req_t request, FuseNode* node, iofunc_ocb_t* ocb) {
+    static void replyAttributes(fuse_req_t request, FuseNode* node, const DeviceRequest& asked) {
         struct stat found;
-        if (answerError(request, node->device_->stat(node->ctp_, ocb, &found)))
+        if (answerError(request, node->device_->stat(asked, &found)))
             return;
         // Linux has no named special files; a mount point keeps the kind that it was mounted on.
         found.st_mode = S_IFREG | (found.st_mode & ~static_cast<mode_t>(S_IFMT));
@@ -112,13 +116,13 @@ struct FuseOperations {
     }
 
     static void getattr(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
-        replyAttributes(request, begin(request), ocbOf(info));
+        replyAttributes(request, begin(request), from(request, info));
     }
 
-    static DeviceReply setTimes(FuseNode* node, iofunc_ocb_t* ocb, const struct stat& wanted,
-                                int which) {
+    static DeviceReply setTimes(FuseNode* node, const DeviceRequest& asked,
+                                const struct stat& wanted, int which) {
         struct stat current;
-        const DeviceReply reply = node->device_->stat(node->ctp_, ocb, &current);
+        const DeviceReply reply = node->device_->stat(asked, &current);
         if (reply.error != EOK)
             return reply;
         constexpr int kBothNow = FUSE_SET_ATTR_ATIME_NOW | FUSE_SET_ATTR_MTIME_NOW;
@@ -132,34 +136,32 @@ struct FuseOperations {
             message.i.actime = which & FUSE_SET_ATTR_ATIME_NOW ? now : wanted.st_atim.tv_sec;
         if (which & FUSE_SET_ATTR_MTIME)
             message.i.modtime = which & FUSE_SET_ATTR_MTIME_NOW ? now : wanted.st_mtim.tv_sec;
-        return node->device_->utime(node->ctp_, ocb, message);
+        return node->device_->utime(asked, message);
     }
 
     static void setattr(fuse_req_t request, fuse_ino_t, struct stat* wanted, int which,
                         fuse_file_info* info) {
         FuseNode* const node = begin(request);
-        iofunc_ocb_t* const ocb = ocbOf(info);
+        const DeviceRequest change = from(request, info);
         DeviceReply reply;
         if (which & FUSE_SET_ATTR_SIZE)
             reply.error = ENOSYS;  // a device has no size to change
         if (reply.error == EOK && (which & FUSE_SET_ATTR_MODE))
-            reply = node->device_->chmod(node->ctp_, ocb, wanted->st_mode);
+            reply = node->device_->chmod(change, wanted->st_mode);
         if (reply.error == EOK && (which & (FUSE_SET_ATTR_UID | FUSE_SET_ATTR_GID)))
             reply = node->device_->chown(
-                node->ctp_, ocb,
-                which & FUSE_SET_ATTR_UID ? static_cast<int32_t>(wanted->st_uid) : -1,
+                change, which & FUSE_SET_ATTR_UID ? static_cast<int32_t>(wanted->st_uid) : -1,
                 which & FUSE_SET_ATTR_GID ? static_cast<int32_t>(wanted->st_gid) : -1);
         if (reply.error == EOK && (which & (FUSE_SET_ATTR_ATIME | FUSE_SET_ATTR_MTIME)))
-            reply = setTimes(node, ocb, *wanted, which);
+            reply = setTimes(node, change, *wanted, which);
         if (!answerError(request, reply))
-            replyAttributes(request, node, ocb);
+            replyAttributes(request, node, change);
     }
 
     static void open(fuse_req_t request, fuse_ino_t, fuse_file_info* info) {
         FuseNode* const node = begin(request);
         iofunc_ocb_t* ocb = nullptr;
-        if (answerError(request,
-                        node->device_->open(node->ctp_, clientOf(request), info->flags, &ocb)))
+        if (answerError(request, node->device_->open(from(request, nullptr), info->flags, &ocb)))
             return;
         info->fh = reinterpret_cast<uint64_t>(ocb);
         info->direct_io = 1;
@@ -187,7 +189,7 @@ struct FuseOperations {
 
     static void fsync(fuse_req_t request, fuse_ino_t, int, fuse_file_info* info) {
         FuseNode* const node = begin(request);
-        const DeviceReply reply = node->device_->sync(node->ctp_, ocbOf(info));
+        const DeviceReply reply = node->device_->sync(from(request, info));
         if (!answerError(request, reply))
             fuse_reply_err(request, 0);
     }
@@ -195,8 +197,8 @@ struct FuseOperations {
     static void read(fuse_req_t request, fuse_ino_t, size_t size, off_t, fuse_file_info* info) {
         FuseNode* const node = begin(request);
         char room[kReadRoom];
-        const DeviceReply reply = node->device_->read(node->ctp_, clientOf(request), ocbOf(info),
-                                                      room, std::min(size, sizeof room));
+        const DeviceReply reply =
+            node->device_->read(from(request, info), room, std::min(size, sizeof room));
         if (!answerError(request, reply))
             fuse_reply_buf(request, room, reply.bytes);
     }
@@ -238,8 +240,8 @@ struct FuseOperations {
             return;
         }
         std::memcpy(&message, in, sizeof message);
-        const DeviceReply reply = node->device_->devctl(node->ctp_, clientOf(request), ocbOf(info),
-                                                        &message, sizeof message, sizeof message);
+        const DeviceReply reply =
+            node->device_->devctl(from(request, info), &message, sizeof message, sizeof message);
         if (!reply.none)
             fuse_reply_ioctl(request, DEVCTL_RESULT(reply.error, reply.bytes), &message,
                              reply.bytes);
@@ -335,14 +337,17 @@ void FuseNode::serveRequest(resmgr_context_t* ctp) {
     ctp_ = nullptr;
 }
 
+DeviceRequest FuseNode::requestOf(uint64_t handle, pid_t thread) const {
+    return {ctp_, {thread, thread}, reinterpret_cast<iofunc_ocb_t*>(handle)};
+}
+
 // Delivers what was acknowledged of a write that ended before its last piece. Its client has been
 // told so many bytes already, so the result has nowhere to go.
 void FuseNode::finishPending() {
-    const ClientId client = {joiner_.thread(), joiner_.thread()};
-    iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(joiner_.handle());
+    const DeviceRequest pending = requestOf(joiner_.handle(), joiner_.thread());
     joiner_.finish();
     armPendingTimer(0);
-    device_->write(ctp_, client, ocb, joined_.data(), joined_.size());
+    device_->write(pending, joined_.data(), joined_.size());
     joined_.clear();
 }
 
@@ -364,19 +369,18 @@ bool FuseNode::keepPiece(const WritePiece& piece, const char* data) {
 
 // The reply's result counts bytes of this piece alone: those before are acknowledged.
 DeviceReply FuseNode::deliver(const WritePiece& piece, PieceRole role, const char* data) {
-    const ClientId client = {piece.thread, piece.thread};
-    iofunc_ocb_t* const ocb = reinterpret_cast<iofunc_ocb_t*>(piece.handle);
+    const DeviceRequest request = requestOf(piece.handle, piece.thread);
     if (role == PieceRole::positioned)
-        return device_->writeAt(ctp_, client, ocb, piece.offset, data, piece.size);
+        return device_->writeAt(request, piece.offset, data, piece.size);
 
     DeviceReply reply;
     const size_t before = joined_.size();
     if (before == 0) {
-        reply = device_->write(ctp_, client, ocb, data, piece.size);
+        reply = device_->write(request, data, piece.size);
     } else {
         armPendingTimer(0);
         if (joined_.append(data, piece.size))
-            reply = device_->write(ctp_, client, ocb, joined_.data(), joined_.size());
+            reply = device_->write(request, joined_.data(), joined_.size());
         else
             reply.error = ENOMEM;
         reply.result -= static_cast<long>(before);

@@ -37,6 +37,7 @@ private:
     void serveRequest(resmgr_context_t* ctp);
     void checkPending(resmgr_context_t* ctp);
 
+    DeviceRequest requestOf(uint64_t handle, pid_t thread) const;
     void finishPending();
     bool keepPiece(const WritePiece& piece, const char* data);
     DeviceReply deliver(const WritePiece& piece, PieceRole role, const char* data);

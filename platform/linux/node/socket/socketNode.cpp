@@ -234,8 +234,8 @@ void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
     if (packet.kind == kDevctlPacketOpen)
         reply = connection->ocb
                     ? DeviceReply::refusal(EINVAL)
-                    : device_->open(ctp, connection->client, static_cast<int>(packet.argument),
-                                    &connection->ocb);
+                    : device_->open({ctp, connection->client, nullptr},
+                                    static_cast<int>(packet.argument), &connection->ocb);
     else if (!connection->ocb)
         reply = DeviceReply::refusal(EBADF);
     else if (packet.kind == kDevctlPacketCommand)
@@ -245,7 +245,7 @@ void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
     else if (packet.length > size)
         return collect(ctp, connection, packet.length, data, size, std::move(channel));
     else
-        reply = device_->write(ctp, connection->client, connection->ocb, data, size);
+        reply = device_->write({ctp, connection->client, connection->ocb}, data, size);
     answer(std::move(channel), reply, &message);
 }
 
@@ -255,7 +255,8 @@ DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& co
         return DeviceReply::refusal(EINVAL);
     std::memset(message, 0, sizeof *message);
     std::memcpy(message, data, size);
-    return device_->devctl(ctp, connection.client, connection.ocb, message, size, sizeof *message);
+    return device_->devctl({ctp, connection.client, connection.ocb}, message, size,
+                           sizeof *message);
 }
 
 // The rest comes through the channel; until it is complete, the connection rests.
@@ -290,7 +291,7 @@ void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
     else if (connection->data.size() < connection->expected)
         return;
     else
-        reply = device_->write(ctp, connection->client, connection->ocb, connection->data.data(),
+        reply = device_->write({ctp, connection->client, connection->ocb}, connection->data.data(),
                                connection->data.size());
 
     eventLoopForget(connection->channel.get());
