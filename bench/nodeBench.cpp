@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
+#include "node/place/mountTable.h"
 #include "nothingNode.h"
 #include "ownership/fileDescriptor.h"
-#include "resmgr/mountTable.h"
 
 namespace {
 

@@ -160,7 +160,7 @@ int ConsoleFeed::finish(std::chrono::milliseconds limit) {
         state_->changed.notify_all();
         if (state_->sending) {
             thread_.detach();
-            return ETIMEDOUT;
+            return state_->failure ? state_->failure : ETIMEDOUT;
         }
     }
     state_->changed.wait(lock, finished);

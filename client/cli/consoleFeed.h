@@ -30,8 +30,9 @@ public:
     void addLine(std::string line);
 
     // Sends what is left at once and stops; tries again until it is taken or `limit` has passed (0:
-    // no limit). Returns 0, the error number of the last attempt or of a refusal on the way, or
-    // ETIMEDOUT if the sink is still busy by then; then it has to stay usable.
+    // no limit). Returns 0, or the error number of the last attempt or of a refusal on the way. If
+    // the sink is still busy by then it has to stay usable, and the attempt before counts;
+    // ETIMEDOUT if that one did not fail or there was none.
     int finish(std::chrono::milliseconds limit);
 
 private:

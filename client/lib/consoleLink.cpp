@@ -1,13 +1,21 @@
 #include "lib/consoleLink.h"
 
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <fcntl.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
 
+#include "console/protocol.h"
+#include "velkaris/velkaris.h"
+
 namespace {
+
+// What the interfaces promise is what the node carries.
+static_assert(sizeof(DevctlMessage) == kConsoleReceiveBytes, "a message");
+static_assert(sizeof(DevctlMessage::payload) == kConsolePayloadBytes, "a payload");
+static_assert(DEVCTL_MAX_WRITE == VELKARIS_TEXT_BYTES, "a written text");
 
 // How the system says that nobody serves the node: nothing there, nobody behind it, or the server
 // left in the middle of a call.

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "console/protocol.h"
+#include "velkaris/velkaris.h"
 
 namespace {
 
@@ -12,6 +13,10 @@ static_assert(DCMD_CONSOLE_SET_STATUS == 0x80010501, "set status");
 static_assert(DCMD_CONSOLE_SET_PERCENT == 0x80040502, "set percent");
 static_assert(DCMD_CONSOLE_ADD_ITEM == 0x800c0503, "add item");
 static_assert(DCMD_CONSOLE_UPDATE_ITEM == 0x800c0504, "update item");
+static_assert(VELKARIS_STATUS_BYTES == kConsolePayloadBytes - sizeof(""), "a status text");
+static_assert(VELKARIS_NAME_AND_LABEL_BYTES ==
+                  kConsolePayloadBytes - sizeof(ConsoleItemHeader) - 2 * sizeof(""),
+              "name and label");
 
 // The console's own class of commands, without a payload: number 0 is none of the four.
 constexpr uint32_t kCheckCode = static_cast<uint32_t>(__DION(_DCMD_MISC, 0));

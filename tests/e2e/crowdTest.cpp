@@ -1,5 +1,5 @@
 // Many clients at once, clients that die, and clients that never stop.
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/resource.h>

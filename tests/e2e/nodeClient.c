@@ -1,6 +1,6 @@
 /* A client in C: nodeClient NODE write TEXT | status TEXT | percent N | add NAME LABEL PERCENT |
  * update NAME PERCENT | unknown. Prints the error's text and ends with 1 if it was refused. */
-#include <devctl.h>
+#include <devctlSocket.h>
 
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,6 +1,6 @@
 #include "support/consoleClient.h"
 
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <fcntl.h>
 #include <unistd.h>
 

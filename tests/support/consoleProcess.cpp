@@ -1,6 +1,6 @@
 #include "support/consoleProcess.h"
 
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -9,12 +9,9 @@
 #include <memory>
 #include <vector>
 
-#include "dispatch/eventLoop.h"
-
 struct PulseHandler {
     int (*func)(message_context_t* ctp, int code, unsigned flags, void* handle) = nullptr;
     void* handle = nullptr;
-    unsigned flags = 0;
 };
 
 struct _dispatch {

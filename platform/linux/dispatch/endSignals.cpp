@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 
@@ -17,7 +18,7 @@ int endEvent = -1;  // written by the handlers; open until the process ends
 void askForEnd(int) {
     const int savedErrno = errno;
     const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(endEvent, &one, sizeof(one));
+    [[maybe_unused]] const ssize_t written = write(endEvent, &one, sizeof one);
     errno = savedErrno;
 }
 
@@ -47,7 +48,7 @@ bool installEndSignals() {
     if (!event || !eventLoopWatch(event.get(), endProcess, nullptr))
         return false;
     endEvent = event.release();
-    signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
     return handleUnlessIgnored(SIGINT) && handleUnlessIgnored(SIGTERM) &&
            handleUnlessIgnored(SIGHUP);
 }

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <unordered_map>
+#include <utility>
 
-#include "dispatch/pulseTimers.h"
 #include "ownership/fileDescriptor.h"
 #include "report/layerError.h"
 
@@ -34,6 +34,7 @@ struct EventLoop {
     std::unordered_map<int, Source> sources;
     uint32_t generations = 0;
     uint64_t turn = 0;
+    uint64_t next = 0;  // event of the message whose turn it is; 0: none
 };
 
 // Built on first use, because windows may register before there is a dispatch handle. Never freed:
@@ -56,11 +57,11 @@ bool addSource(int fd, Source source) {
 }
 
 // Null when the source was forgotten after the event was fetched.
-Source* findSource(const epoll_event& event, int* fd) {
+Source* findSource(uint64_t event, int* fd) {
     EventLoop& loop = eventLoop();
-    *fd = static_cast<int>(static_cast<uint32_t>(event.data.u64));
+    *fd = static_cast<int>(static_cast<uint32_t>(event));
     const auto found = loop.sources.find(*fd);
-    if (found == loop.sources.end() || found->second.generation != event.data.u64 >> 32)
+    if (found == loop.sources.end() || found->second.generation != event >> 32)
         return nullptr;
     return &found->second;
 }
@@ -81,7 +82,7 @@ uint64_t runWatchers(const epoll_event* events, int count) {
     uint64_t chosenTurn = UINT64_MAX;
     for (int i = 0; i < count; ++i) {
         int fd;
-        Source* source = findSource(events[i], &fd);
+        Source* source = findSource(events[i].data.u64, &fd);
         if (!source)
             continue;
         if (source->ready) {
@@ -92,26 +93,6 @@ uint64_t runWatchers(const epoll_event* events, int count) {
         }
     }
     return chosen;
-}
-
-bool takeMessage(uint64_t chosen, LoopThing* thing) {
-    epoll_event event = {};
-    event.data.u64 = chosen;
-    int fd;
-    Source* source = findSource(event, &fd);
-    if (!source)
-        return false;
-    source->lastServed = ++eventLoop().turn;
-    *thing = {source->serve, source->data, -1};
-    return true;
-}
-
-bool takePulse(LoopThing* thing) {
-    const int timer = pulseTimersTakeDue();
-    if (timer < 0)
-        return false;
-    *thing = {nullptr, nullptr, timer};
-    return true;
 }
 
 }  // namespace
@@ -130,20 +111,21 @@ void eventLoopForget(int fd) {
         epoll_ctl(loop.set.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
-// Watchers run before every pulse as well: a signal to end and a window's events do not wait until
-// a backlog of pulses has been worked off.
-bool eventLoopNext(LoopThing* thing) {
-    for (;;) {
-        const bool pulse = takePulse(thing);
-        std::array<epoll_event, kEventsAtOnce> events;
-        const int count =
-            epoll_wait(eventLoop().set.get(), events.data(), kEventsAtOnce, pulse ? 0 : -1);
-        const bool failed = count < 0 && errno != EINTR;
-        if (failed && !pulse)
-            return false;
-        const uint64_t chosen = runWatchers(events.data(), count);
-        // A pulse that became due meanwhile goes first; the message stays where it is.
-        if (pulse || takePulse(thing) || takeMessage(chosen, thing))
-            return true;
-    }
+bool eventLoopTurn(bool wait) {
+    EventLoop& loop = eventLoop();
+    std::array<epoll_event, kEventsAtOnce> events;
+    const int count = epoll_wait(loop.set.get(), events.data(), kEventsAtOnce, wait ? -1 : 0);
+    loop.next = runWatchers(events.data(), count);
+    return count >= 0 || errno == EINTR;
+}
+
+bool eventLoopTakeMessage(LoopMessage* message) {
+    EventLoop& loop = eventLoop();
+    int fd;
+    Source* const source = findSource(std::exchange(loop.next, 0), &fd);
+    if (!source)
+        return false;
+    source->lastServed = ++loop.turn;
+    *message = {source->serve, source->data};
+    return true;
 }

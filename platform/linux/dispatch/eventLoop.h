@@ -1,6 +1,6 @@
 // The one set of file descriptors that the process waits on, and what is to be done about each.
-// dispatch_block and dispatch_handler turn it; the device node, the timers and the windows register
-// with it. One thread only: the one that calls dispatch_block.
+// dispatch_block turns it; whoever has a descriptor to wait for registers with it. One thread only:
+// the one that calls dispatch_block.
 #pragma once
 
 struct _resmgr_context;
@@ -10,8 +10,8 @@ struct _resmgr_context;
 // events say. False with errno; EEXIST when the descriptor is watched already.
 bool eventLoopWatch(int fd, void (*ready)(void* data), void* data);
 
-// Like eventLoopWatch, but each time the descriptor is ready it makes one thing to handle:
-// dispatch_block returns for it, and serve(data, ctp) runs inside dispatch_handler with the context
+// Like eventLoopWatch, but each time the descriptor is ready a message waits there: dispatch_block
+// returns for it, and serve(data, ctp) runs inside dispatch_handler with the context
 // that dispatch_block returned. Descriptors that are ready together take turns.
 bool eventLoopServe(int fd, void (*serve)(void* data, _resmgr_context* ctp), void* data);
 
@@ -19,13 +19,16 @@ bool eventLoopServe(int fd, void (*serve)(void* data, _resmgr_context* ctp), voi
 // is fine. A descriptor that is not watched is ignored.
 void eventLoopForget(int fd);
 
-// One thing to handle: serve(data, ctp), or, when `serve` is null, the pulse that pulseTimers holds
-// out. dispatch_block keeps it in the context.
-struct LoopThing {
+// A message that waits at a descriptor: serve(data, ctp) handles it.
+struct LoopMessage {
     void (*serve)(void* data, _resmgr_context* ctp) = nullptr;
     void* data = nullptr;
-    int pulseTimer = -1;  // the timer whose expiry is to be handled; -1: none
 };
 
-// Blocks until there is one. False with errno when waiting itself failed; a signal is no failure.
-bool eventLoopNext(LoopThing* thing);
+// Waits until a descriptor is ready, or only looks where `wait` is false, and runs ready() of all
+// that are watched. False with errno when waiting itself failed; a signal is no failure.
+bool eventLoopTurn(bool wait);
+
+// Of the messages that the last turn has found, the one that has waited longest. What is not taken
+// stays for the next turn. False when there is none.
+bool eventLoopTakeMessage(LoopMessage* message);

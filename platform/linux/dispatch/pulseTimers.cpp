@@ -59,7 +59,7 @@ uint64_t addSaturated(uint64_t a, uint64_t b) {
 // Moves the kernel's count into ours. What is due afterwards follows from the count alone.
 void countExpiries(PulseTimer* timer) {
     uint64_t count;
-    if (!timer->fd || read(timer->fd.get(), &count, sizeof(count)) != sizeof(count))
+    if (!timer->fd || read(timer->fd.get(), &count, sizeof count) != sizeof count)
         return;
     timer->expiries += count;
     timer->due = timer->interval == 0 ? kNever : addSaturated(timer->due, count * timer->interval);
@@ -101,7 +101,7 @@ PulseTimer* findTimer(int id) {
 
 }  // namespace
 
-int pulseTimersTakeDue() {
+const struct sigevent* pulseTimersTakeDue() {
     static size_t first = 0;  // timers that are due together take turns
     const auto& all = timers();
     for (size_t i = 0; i < all.size(); ++i) {
@@ -112,14 +112,10 @@ int pulseTimersTakeDue() {
         if (timer.expiries > 0) {
             --timer.expiries;
             first = id + 1;
-            return static_cast<int>(id);
+            return &timer.event;
         }
     }
-    return -1;
-}
-
-const struct sigevent& pulseTimerEvent(int id) {
-    return timers()[id]->event;
+    return nullptr;
 }
 
 int TimerCreate(clockid_t id, const struct sigevent* event) {

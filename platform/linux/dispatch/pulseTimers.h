@@ -5,9 +5,7 @@
 
 #include <sys/neutrino.h>
 
-// The id of a timer with an expiry that is due, which is taken off its count; -1 if there is none.
-// Reads the clock, and the kernel's timers only when the clock says so.
-int pulseTimersTakeDue();
-
-// What timer `id` sends. The id comes from pulseTimersTakeDue.
-const struct sigevent& pulseTimerEvent(int id);
+// What a timer with an expiry that is due sends; the expiry is taken off its count. Null if there
+// is none; valid until the process ends. Reads the clock, and the kernel's timers only when the
+// clock says so.
+const struct sigevent* pulseTimersTakeDue();

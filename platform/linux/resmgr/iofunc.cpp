@@ -8,10 +8,11 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <new>
 
-#include "resmgr/deviceServer.h"
+#include "resmgr/receivedMessage.h"
 
 namespace {
 
@@ -35,18 +36,18 @@ void count(iofunc_attr_t* attr, int32_t ioflag, int by) {
 
 // One part: the reply header and, behind it, the value.
 int replyWith(resmgr_context_t* ctp, io_devctl_t* msg, int value) {
-    memset(&msg->o, 0, sizeof(msg->o));
-    msg->o.nbytes = sizeof(value);
-    memcpy(_DEVCTL_DATA(*msg), &value, sizeof(value));
-    SETIOV(ctp->iov, msg, sizeof(*msg) + sizeof(value));
+    std::memset(&msg->o, 0, sizeof msg->o);
+    msg->o.nbytes = sizeof value;
+    std::memcpy(_DEVCTL_DATA(*msg), &value, sizeof value);
+    SETIOV(ctp->iov, msg, sizeof *msg + sizeof value);
     return _RESMGR_NPARTS(1);
 }
 
 int setFlags(resmgr_context_t* ctp, io_devctl_t* msg, iofunc_ocb_t* ocb) {
     int flags;
-    if (ctp->size < sizeof(*msg) + sizeof(flags))
+    if (ctp->size < sizeof *msg + sizeof flags)
         return EINVAL;
-    memcpy(&flags, _DEVCTL_DATA(*msg), sizeof(flags));
+    std::memcpy(&flags, _DEVCTL_DATA(*msg), sizeof flags);
     if ((flags & kSynchronised) != 0 && !ocb->attr->mount)
         return EINVAL;
     ocb->ioflag = (ocb->ioflag & ~kSettable) | (flags & kSettable);
@@ -62,7 +63,8 @@ void iofunc_func_init(unsigned nconnect, resmgr_connect_funcs_t* connect, unsign
         defaults.nfuncs = nconnect;
         defaults.open = iofunc_open_default;
         const size_t known = nconnect < _RESMGR_CONNECT_NFUNCS ? nconnect : _RESMGR_CONNECT_NFUNCS;
-        memcpy(connect, &defaults, offsetof(resmgr_connect_funcs_t, open) + known * sizeof(void*));
+        std::memcpy(connect, &defaults,
+                    offsetof(resmgr_connect_funcs_t, open) + known * sizeof(void*));
     }
     if (io) {
         resmgr_io_funcs_t defaults = {};
@@ -77,7 +79,7 @@ void iofunc_func_init(unsigned nconnect, resmgr_connect_funcs_t* connect, unsign
         defaults.utime = iofunc_utime_default;
         defaults.sync = iofunc_sync_default;
         const size_t known = nio < _RESMGR_IO_NFUNCS ? nio : _RESMGR_IO_NFUNCS;
-        memcpy(io, &defaults, offsetof(resmgr_io_funcs_t, read) + known * sizeof(void*));
+        std::memcpy(io, &defaults, offsetof(resmgr_io_funcs_t, read) + known * sizeof(void*));
     }
 }
 
@@ -98,7 +100,7 @@ int iofunc_time_update(iofunc_attr_t* attr) {
     const uint32_t due = attr->flags & kTimes;
     if (due == 0)
         return EOK;
-    const time_t now = time(nullptr);
+    const time_t now = std::time(nullptr);
     if (due & IOFUNC_ATTR_MTIME)
         attr->mtime = now;
     if (due & IOFUNC_ATTR_ATIME)
@@ -112,7 +114,7 @@ int iofunc_time_update(iofunc_attr_t* attr) {
 int iofunc_write_verify(resmgr_context_t* ctp, io_write_t* msg, iofunc_ocb_t* ocb, int* nonblock) {
     if ((ocb->ioflag & _IO_FLAG_WR) == 0)
         return EBADF;
-    size_t header = sizeof(*msg);
+    size_t header = sizeof *msg;
     switch (msg->i.xtype & _IO_XTYPE_MASK) {
         case _IO_XTYPE_NONE: break;
         case _IO_XTYPE_OFFSET: header += sizeof(int64_t); break;
@@ -171,8 +173,8 @@ int iofunc_stat_default(resmgr_context_t* ctp, io_stat_t*, iofunc_ocb_t* ocb) {
     found.st_mtim.tv_sec = attr->mtime;
     found.st_atim.tv_sec = attr->atime;
     found.st_ctim.tv_sec = attr->ctime;
-    memcpy(static_cast<void*>(ctp->msg), &found, sizeof(found));
-    return _RESMGR_PTR(ctp, ctp->msg, sizeof(found));
+    std::memcpy(static_cast<void*>(ctp->msg), &found, sizeof found);
+    return _RESMGR_PTR(ctp, ctp->msg, sizeof found);
 }
 
 int iofunc_chmod_default(resmgr_context_t*, io_chmod_t* msg, iofunc_ocb_t* ocb) {

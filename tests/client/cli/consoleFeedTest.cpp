@@ -177,6 +177,30 @@ TEST(ConsoleFeed, NeverWaitsForAConsoleThatHangs) {
     gone.get_future().wait();
 }
 
+// The time is over in the middle of an attempt, after one that found no console.
+TEST(ConsoleFeed, ReportsWhatTheLastWholeAttemptFound) {
+    struct Shared {
+        std::promise<void> second;
+        std::promise<void> goOn;
+        std::shared_future<void> mayEnd = goOn.get_future().share();
+        int attempts = 0;
+    };
+    const auto shared = std::make_shared<Shared>();
+    ConsoleFeed::Sink sink;
+    sink.showPercent = [shared](int) {
+        if (++shared->attempts == 2) {
+            shared->second.set_value();
+            shared->mayEnd.wait();
+        }
+        return ENODEV;
+    };
+    ConsoleFeed feed(std::move(sink), kAtOnce);
+    feed.setPercent(1);
+    shared->second.get_future().wait();
+    EXPECT_EQ(feed.finish(std::chrono::milliseconds(1)), ENODEV);
+    shared->goOn.set_value();
+}
+
 // A console that is away at first and hangs in the last moment.
 TEST(ConsoleFeed, BeginsNoAttemptOnceItsTimeIsOver) {
     struct Shared {

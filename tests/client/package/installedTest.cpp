@@ -134,6 +134,7 @@ TEST_F(Installed, TheExampleInPythonRuns) {
 
 // What velkaris(7) describes, for those who speak to the node themselves.
 constexpr char kOwnWords[] =
+    "#include <velkaris/devctlSocket.h>\n"
     "#include <velkaris/protocol.h>\n"
     "int main(void) {\n"
     "    const char path[] = NODE;\n"

@@ -1,6 +1,6 @@
 #include "client/support/fakeConsole.h"
 
-#include <devctl.h>
+#include <devctlSocket.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 

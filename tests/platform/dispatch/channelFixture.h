@@ -31,7 +31,7 @@ protected:
     void TearDown() override {
         for (const int timer : timers_)
             disarm(timer);
-        while (pulseTimersTakeDue() >= 0) {
+        while (pulseTimersTakeDue()) {
         }
     }
 

@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <sys/dcmd_all.h>
 #include <sys/iofunc.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,6 +66,17 @@ TEST(MessageLayout, AClientSendsWhatTheServerReads) {
     EXPECT_EQ(offsetof(DevctlMessage, header.request.command), offsetof(io_devctl_t, i.dcmd));
     EXPECT_EQ(offsetof(DevctlMessage, header.reply.returnValue), offsetof(io_devctl_t, o.ret_val));
     EXPECT_EQ(kDevctlMessageType, _IO_DEVCTL);
+}
+
+// Nothing in this program includes <devctlSocket.h>.
+TEST(Devctl, RefusesWhatIsNoNode) {
+    int pipeEnds[2], sockets[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, sockets), 0);
+    for (const int fd : {pipeEnds[0], pipeEnds[1], sockets[0], sockets[1]}) {
+        EXPECT_EQ(devctl(fd, __DION(_DCMD_MISC, 9), nullptr, 0, nullptr), ENOTTY);
+        close(fd);
+    }
 }
 
 TEST(DevctlResult, KeepsStatusAndLengthApart) {

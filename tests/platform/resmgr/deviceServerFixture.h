@@ -23,7 +23,7 @@ protected:
         dispatch_t* const channel = dispatch_create();
         ASSERT_EQ(channelReserve(channel, 2048, 2), EOK);
         ctp_ = &dispatch_context_alloc(channel)->resmgr_context;
-        ASSERT_EQ(server_.open(ctp_, {7, 8}, O_RDWR, &ocb_).error, EOK);
+        ASSERT_EQ(server_.open({ctp_, {7, 8}, nullptr}, O_RDWR, &ocb_).error, EOK);
     }
 
     void TearDown() override { server_.close(ctp_, ocb_); }

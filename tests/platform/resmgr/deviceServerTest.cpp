@@ -34,7 +34,7 @@ protected:
     }
 
     DeviceReply write(const std::string& data) {
-        return server_.write(ctp_, {7, 8}, ocb_, data.data(), data.size());
+        return server_.write({ctp_, {7, 8}, ocb_}, data.data(), data.size());
     }
 
     DeviceReply command(uint32_t code, const std::string& payload, DevctlMessage* message) {
@@ -43,7 +43,7 @@ protected:
         message->header.request.command = static_cast<int32_t>(code);
         message->header.request.payloadBytes = static_cast<uint32_t>(payload.size());
         memcpy(message->payload, payload.data(), std::min<size_t>(payload.size(), 2032));
-        return server_.devctl(ctp_, {7, 8}, ocb_, message, sizeof(*message), sizeof(*message));
+        return server_.devctl({ctp_, {7, 8}, ocb_}, message, sizeof(*message), sizeof(*message));
     }
 };
 
@@ -107,7 +107,7 @@ TEST_F(DeviceServerTest, APositionedWriteHasItsOffsetBeforeTheData) {
         EXPECT_EQ(memcmp(data, "abc", 3), 0);
         return ENOSYS;
     };
-    EXPECT_EQ(server_.writeAt(ctp_, {}, ocb_, 4711, "abc", 3).error, ENOSYS);
+    EXPECT_EQ(server_.writeAt({ctp_, {}, ocb_}, 4711, "abc", 3).error, ENOSYS);
 }
 
 TEST_F(DeviceServerTest, WhatAHandlerReturnsDecidesTheReply) {
@@ -176,7 +176,7 @@ TEST_F(DeviceServerTest, APayloadIsNoLongerThanItsSenderSays) {
 
 TEST_F(DeviceServerTest, AMessageWithoutItsHeaderIsRefused) {
     char bytes[15] = {};
-    EXPECT_EQ(server_.devctl(ctp_, {}, ocb_, bytes, sizeof(bytes), sizeof(bytes)).error, EINVAL);
+    EXPECT_EQ(server_.devctl({ctp_, {}, ocb_}, bytes, sizeof(bytes), sizeof(bytes)).error, EINVAL);
 }
 
 TEST_F(DeviceServerTest, ASlotWithoutAHandlerIsNotImplemented) {
@@ -184,7 +184,7 @@ TEST_F(DeviceServerTest, ASlotWithoutAHandlerIsNotImplemented) {
     EXPECT_EQ(write("x").error, ENOSYS);
     connect_.open = nullptr;
     iofunc_ocb_t* ocb = nullptr;
-    EXPECT_EQ(server_.open(ctp_, {}, O_RDONLY, &ocb).error, ENOSYS);
+    EXPECT_EQ(server_.open({ctp_, {}, nullptr}, O_RDONLY, &ocb).error, ENOSYS);
 }
 
 TEST_F(DeviceServerTest, DefaultCommands) {
@@ -242,7 +242,7 @@ TEST_F(DeviceServerTest, WriteVerify) {
 TEST_F(DeviceServerTest, OpensAreCountedByTheirAccess) {
     EXPECT_EQ(attr_.count, 1);
     iofunc_ocb_t* reader = nullptr;
-    ASSERT_EQ(server_.open(ctp_, {}, O_RDONLY | O_TRUNC, &reader).error, EOK);
+    ASSERT_EQ(server_.open({ctp_, {}, nullptr}, O_RDONLY | O_TRUNC, &reader).error, EOK);
     EXPECT_EQ(attr_.count, 2);
     EXPECT_EQ(attr_.rcount, 2);
     EXPECT_EQ(attr_.wcount, 1);
@@ -254,7 +254,7 @@ TEST_F(DeviceServerTest, TimesBecomeNowWhenTheyAreAskedFor) {
     attr_.mtime = attr_.atime = attr_.ctime = 1000;
     attr_.flags |= IOFUNC_ATTR_MTIME | IOFUNC_ATTR_CTIME;
     struct stat found;
-    ASSERT_EQ(server_.stat(ctp_, ocb_, &found).error, EOK);
+    ASSERT_EQ(server_.stat({ctp_, {}, ocb_}, &found).error, EOK);
     EXPECT_GT(found.st_mtim.tv_sec, 1000);
     EXPECT_GT(found.st_ctim.tv_sec, 1000);
     EXPECT_EQ(found.st_atim.tv_sec, 1000);

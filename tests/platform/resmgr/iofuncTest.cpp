@@ -21,7 +21,7 @@ protected:
 };
 
 TEST_F(DefaultHandlers, AWriteIsTakenWholeAndChangesTheTimes) {
-    const DeviceReply reply = server_.write(ctp_, {7, 8}, ocb_, "hello", 5);
+    const DeviceReply reply = server_.write({ctp_, {7, 8}, ocb_}, "hello", 5);
     EXPECT_EQ(reply.error, EOK);
     EXPECT_EQ(reply.result, 5);
     EXPECT_EQ(attr_.flags & (IOFUNC_ATTR_MTIME | IOFUNC_ATTR_CTIME),
@@ -29,12 +29,12 @@ TEST_F(DefaultHandlers, AWriteIsTakenWholeAndChangesTheTimes) {
 }
 
 TEST_F(DefaultHandlers, AnEmptyWriteChangesNoTime) {
-    EXPECT_EQ(server_.write(ctp_, {7, 8}, ocb_, "", 0).error, EOK);
+    EXPECT_EQ(server_.write({ctp_, {7, 8}, ocb_}, "", 0).error, EOK);
     EXPECT_EQ(attr_.flags & IOFUNC_ATTR_MTIME, 0u);
 }
 
 TEST_F(DefaultHandlers, APositionedWriteIsNotSupported) {
-    EXPECT_EQ(server_.writeAt(ctp_, {7, 8}, ocb_, 3, "hello", 5).error, ENOSYS);
+    EXPECT_EQ(server_.writeAt({ctp_, {7, 8}, ocb_}, 3, "hello", 5).error, ENOSYS);
 }
 
 TEST_F(DefaultHandlers, AWriteOfAnotherKindIsInvalid) {

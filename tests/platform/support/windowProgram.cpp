@@ -50,8 +50,7 @@ int main() {
     std::printf("screen %dx%d, drawing %dx%d\n", console.screenWidth, console.screenHeight,
                 console.width, console.height);
     eventLoopWatch(STDIN_FILENO, readCommands, nullptr);
-    LoopThing thing;
-    while (eventLoopNext(&thing)) {
+    while (eventLoopTurn(true)) {
     }
     return 2;
 }
