@@ -47,10 +47,6 @@ int fail(int error) {
     return -1;
 }
 
-bool fuseAvailable() {
-    return bool(FileDescriptor(open("/dev/fuse", O_RDWR | O_CLOEXEC)));
-}
-
 bool serveAsFile(AttachedNode* node, const std::string& path, PlaceContent content,
                  const DeviceServer& server) {
     if (!node->mountPoint.make(path, content))
@@ -94,7 +90,7 @@ bool serve(AttachedNode* node, const std::string& path, const std::string& kind,
     if (kind == "socket")
         return serveAsSocket(node, path, content, mode, server);
 
-    if (fuseAvailable()) {
+    if (FuseNode::isAvailable()) {
         if (serveAsFile(node, path, content, server))
             return true;
         node->mountPoint.remove();

@@ -263,6 +263,10 @@ struct FuseOperations {
     }
 };
 
+bool FuseNode::isAvailable() {
+    return bool(FileDescriptor(open("/dev/fuse", O_RDWR | O_CLOEXEC)));
+}
+
 std::unique_ptr<FuseNode> FuseNode::mount(const std::string& path, const DeviceServer& server) {
     std::unique_ptr<FuseNode> node(new FuseNode(server));
     if (!node->mountOn(path))
