@@ -52,3 +52,40 @@ function(velkaris_collect name)
             $<TARGET_PROPERTY:velkaris_${room},INTERFACE_LINK_LIBRARIES>)
     endforeach()
 endfunction()
+
+# Where an install puts modules.
+set(VELKARIS_MODULE_FOLDER "${CMAKE_INSTALL_FULL_LIBDIR}/velkaris")
+
+# velkaris_make_module(<name> HEADER <file> RECORD <object> ROOMS <room>... [RELEASE <version>])
+#
+# Makes velkaris-<name>.so beside the program, as the target velkaris_module_<name>: the rooms'
+# objects with their libraries, offering the record that the header declares.
+function(velkaris_make_module name)
+    cmake_parse_arguments(MODULE "" "HEADER;RECORD;RELEASE" "ROOMS" ${ARGN})
+    if(NOT MODULE_RELEASE)
+        set(MODULE_RELEASE ${PROJECT_VERSION})
+    endif()
+    set(target velkaris_module_${name})
+    set(side "${PROJECT_SOURCE_DIR}/platform/linux/module")
+    velkaris_collect(${target}_rooms ${MODULE_ROOMS})
+    foreach(room IN LISTS MODULE_ROOMS)
+        set_target_properties(velkaris_${room} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    endforeach()
+    add_library(${target} MODULE "${side}/moduleSide.cpp")
+    target_link_libraries(${target} PRIVATE velkaris_flags ${target}_rooms)
+    target_compile_definitions(${target} PRIVATE VELKARIS_VERSION="${MODULE_RELEASE}"
+        MODULE_HEADER="${MODULE_HEADER}" MODULE_RECORD=${MODULE_RECORD})
+    target_link_options(${target} PRIVATE
+        "LINKER:--version-script=${side}/module.map" "LINKER:-z,defs")
+    set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME velkaris-${name}
+        LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/src" LINK_DEPENDS "${side}/module.map")
+endfunction()
+
+# velkaris_add_module(<name> HEADER <file> RECORD <object> ROOMS <room>...)
+#
+# A module of the program: built with it and installed.
+function(velkaris_add_module name)
+    velkaris_make_module(${name} ${ARGN})
+    install(TARGETS velkaris_module_${name} LIBRARY DESTINATION "${VELKARIS_MODULE_FOLDER}")
+    set_property(GLOBAL APPEND PROPERTY VELKARIS_MODULES velkaris_module_${name})
+endfunction()

@@ -11,7 +11,7 @@
 #include <new>
 #include <vector>
 
-#include "img/imageFile.h"
+#include "codec/codecChoice.h"
 #include "ownership/fileDescriptor.h"
 #include "ownership/release.h"
 
@@ -20,24 +20,6 @@ struct img_lib {};
 namespace {
 
 using File = std::unique_ptr<FILE, Release<std::fclose>>;
-
-struct Codec {
-    bool (*recognises)(const std::vector<uint8_t>& data);
-    int (*decode)(const std::vector<uint8_t>& data, DecodedImage* image);
-};
-
-constexpr Codec kCodecs[] = {
-    {isPng, decodePng},
-    {isJpeg, decodeJpeg},
-};
-
-const Codec* codecFor(const std::vector<uint8_t>& data) {
-    for (const Codec& codec : kCodecs) {
-        if (codec.recognises(data))
-            return &codec;
-    }
-    return nullptr;
-}
 
 // A pipe or a device could keep the caller waiting, already while it is opened, or never end.
 File openRegular(const char* path) {
@@ -55,8 +37,8 @@ File openRegular(const char* path) {
     return file;
 }
 
-// Reads on only while a codec knows the beginning.
-int readFile(const char* path, std::vector<uint8_t>* data, const Codec** codec) {
+// Reads on only if a codec knows the beginning.
+int readFile(const char* path, std::vector<uint8_t>* data) {
     constexpr size_t kPiece = 65536;
     const File file = openRegular(path);
     if (!file)
@@ -70,8 +52,7 @@ int readFile(const char* path, std::vector<uint8_t>* data, const Codec** codec) 
             return IMG_ERR_FILE;
         if (data->empty())
             return IMG_ERR_NODATA;
-        *codec = codecFor(*data);
-        if (!*codec)
+        if (!imageFormat(*data))
             return IMG_ERR_FORMAT;
     }
     return IMG_ERR_OK;
@@ -80,10 +61,10 @@ int readFile(const char* path, std::vector<uint8_t>* data, const Codec** codec) 
 int load(const char* path, DecodedImage* image) {
     try {
         std::vector<uint8_t> data;
-        const Codec* codec = nullptr;
-        if (const int error = readFile(path, &data, &codec))
+        if (const int error = readFile(path, &data))
             return error;
-        return codec->decode(data, image);
+        const ImageCodec* const codec = imageCodec(imageFormat(data));
+        return codec ? codec->decode(data, image) : IMG_ERR_DLL;
     } catch (const std::bad_alloc&) {
         return IMG_ERR_MEM;
     }
@@ -99,17 +80,6 @@ int refusal(const img_t& request) {
 }
 
 }  // namespace
-
-int allocatePixels(DecodedImage* image, unsigned width, unsigned height) {
-    if (width == 0 || height == 0)
-        return IMG_ERR_CORRUPT;
-    if (width > kLargestSide || height > kLargestSide)
-        return IMG_ERR_NOSUPPORT;
-    image->width = width;
-    image->height = height;
-    image->pixels.reset(static_cast<uint8_t*>(std::malloc(size_t{width} * height * 4)));
-    return image->pixels ? IMG_ERR_OK : IMG_ERR_MEM;
-}
 
 extern "C" {
 

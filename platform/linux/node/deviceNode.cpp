@@ -1,21 +1,11 @@
 #include "node/deviceNode.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
-#include "ownership/fileDescriptor.h"
 #include "report/layerError.h"
-
-namespace {
-
-bool fuseAvailable() {
-    return bool(FileDescriptor(open("/dev/fuse", O_RDWR | O_CLOEXEC)));
-}
-
-}  // namespace
 
 std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std::string& kind,
                                              mode_t mode, DeviceOperations* device) {
@@ -44,7 +34,7 @@ bool DeviceNode::serve(const std::string& path, const std::string& kind, mode_t 
     if (kind == "socket")
         return serveAsSocket(path, content, mode, device);
 
-    if (fuseAvailable()) {
+    if (FuseNode::isAvailable()) {
         if (serveAsFile(path, content, device))
             return true;
         mountPoint_.remove();

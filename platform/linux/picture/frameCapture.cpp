@@ -1,7 +1,6 @@
 #include "picture/frameCapture.h"
 
 #include <fcntl.h>
-#include <png.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include "codec/codecChoice.h"
 #include "ownership/release.h"
 #include "report/layerError.h"
 #include "settings/layerSettings.h"
@@ -32,9 +32,13 @@ File createFile(const std::string& path) {
 }  // namespace
 
 FrameCapture::FrameCapture(std::string folder)
-    : folder_(std::move(folder)), temporarySuffix_("." + std::to_string(getpid()) + ".tmp") {}
+    : folder_(std::move(folder)),
+      temporarySuffix_("." + std::to_string(getpid()) + ".tmp"),
+      png_(imageCodec("png")) {}
 
 bool FrameCapture::write(const Picture& picture) {
+    if (!png_)
+        return false;
     takeChangedRows(picture);
     ++frameCount_;
     char name[32];
@@ -72,14 +76,10 @@ bool FrameCapture::writePicture(const std::string& path, const PixelSize& size) 
     File file = createFile(path);
     if (!file)
         return fail(path, std::strerror(errno));
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(size.width);
-    image.height = static_cast<png_uint_32>(size.height);
-    image.format = PNG_FORMAT_RGB;
-    image.flags = PNG_IMAGE_FLAG_FAST;  // a full-size frame a second must leave time to serve
-    if (!png_image_write_to_stdio(&image, file.get(), 0, rgb_.data(), 0, nullptr))
-        return fail(path, image.message);
+    std::string reason;
+    if (!png_->write(file.get(), static_cast<unsigned>(size.width),
+                     static_cast<unsigned>(size.height), rgb_.data(), &reason))
+        return fail(path, reason.c_str());
     // The last bytes reach the file now, and a full disk may show only here.
     if (std::fclose(file.release()) != 0)
         return fail(path, std::strerror(errno));
@@ -113,9 +113,15 @@ bool FrameCapture::fail(const std::string& path, const char* reason) {
 }
 
 FrameCapture* configuredCapture() {
-    static const std::unique_ptr<FrameCapture> capture = [] {
+    static const std::unique_ptr<FrameCapture> capture = []() -> std::unique_ptr<FrameCapture> {
         std::string folder = readLayerSettings().captureFolder;
-        return folder.empty() ? nullptr : std::make_unique<FrameCapture>(std::move(folder));
+        if (folder.empty())
+            return nullptr;
+        if (!hasImageFormat("png")) {
+            layerError("VELKARIS_CAPTURE: this console was built without PNG");
+            return nullptr;
+        }
+        return std::make_unique<FrameCapture>(std::move(folder));
     }();
     return capture.get();
 }

@@ -7,10 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "codec/imageCodec.h"
 #include "picture/picture.h"
 
 class FrameCapture {
 public:
+    // Loads what writes the files; prints the failure.
     explicit FrameCapture(std::string folder);
 
     // Counts a frame and writes the newest of `picture`. False after a failure, which was printed
@@ -26,11 +28,13 @@ private:
 
     std::string folder_;
     std::string temporarySuffix_;  // tells consoles apart that share a folder
+    const ImageCodec* png_;        // null: its module cannot be loaded
     std::vector<uint8_t> rgb_;     // the frame that was written last, three bytes a pixel
     uint32_t takenFrame_ = 0;      // its number
     uint32_t frameCount_ = 0;
     bool failureReported_ = false;
 };
 
-// The capture that the layer's settings ask for, null when they ask for none. Read once.
+// The capture that the layer's settings ask for; null when they ask for none, and after one line in
+// a build that cannot write PNG. Read once.
 FrameCapture* configuredCapture();

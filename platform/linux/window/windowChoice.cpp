@@ -1,23 +1,70 @@
 #include "window/windowChoice.h"
 
+#include <array>
+#include <cstdlib>
+
+#include "module/moduleLoader.h"
 #include "report/layerError.h"
 #include "settings/layerSettings.h"
 #include "window/headless/headless.h"
-#include "window/wayland/wayland.h"
+#ifdef VELKARIS_WINDOW_KMS
+#include "window/kms/kms.h"
+#endif
+#ifdef VELKARIS_WINDOW_FBDEV
+#include "window/fbdev/fbdev.h"
+#endif
 
 namespace {
 
-// In the order of the automatic choice: headless is always there, so it comes last.
-const Window* const kWindows[] = {
-    &kWaylandWindow,
-    &kHeadlessWindow,
+// One kind of window. Those of a desktop are modules, which the automatic choice loads only where
+// one of their variables is set.
+struct Kind {
+    const char* name;
+    const Window* linked;                      // null: a module of that name
+    std::array<const char*, 2> announcedBy{};  // environment variables; all null: no condition
+};
+
+// In the order of the automatic choice: a desktop before its display, and headless, which is always
+// there, last.
+const Kind kKinds[] = {
+#ifdef VELKARIS_WINDOW_WAYLAND
+    {"wayland", nullptr, {"WAYLAND_DISPLAY", "WAYLAND_SOCKET"}},
+#endif
+#ifdef VELKARIS_WINDOW_X11
+    {"x11", nullptr, {"DISPLAY"}},
+#endif
+#ifdef VELKARIS_WINDOW_KMS
+    {"kms", &kKmsWindow},
+#endif
+#ifdef VELKARIS_WINDOW_FBDEV
+    {"fbdev", &kFbdevWindow},
+#endif
+    {"headless", &kHeadlessWindow},
 };
 
 const char* const kAutomatic = "auto";
 
+bool isAnnounced(const Kind& kind) {
+    if (!kind.announcedBy[0])
+        return true;
+    for (const char* variable : kind.announcedBy) {
+        const char* const value = variable ? std::getenv(variable) : nullptr;
+        if (value && *value)
+            return true;
+    }
+    return false;
+}
+
+// Null after printing that its module cannot be loaded.
+const Window* windowOf(const Kind& kind) {
+    return kind.linked ? kind.linked : loadRecord<Window>(kind.name);
+}
+
+// A window whose module is not installed is passed over.
 const Window* firstPresent() {
-    for (const Window* window : kWindows) {
-        if (window->isPresent())
+    for (const Kind& kind : kKinds) {
+        const Window* const window = isAnnounced(kind) ? windowOf(kind) : nullptr;
+        if (window && window->isPresent())
             return window;
     }
     return nullptr;
@@ -25,10 +72,10 @@ const Window* firstPresent() {
 
 const Window* findWindow(const std::string& name) {
     std::string known = kAutomatic;
-    for (const Window* window : kWindows) {
-        if (name == window->name)
-            return window;
-        known += std::string(", ") + window->name;
+    for (const Kind& kind : kKinds) {
+        if (name == kind.name)
+            return windowOf(kind);
+        known += std::string(", ") + kind.name;
     }
     layerError("VELKARIS_WINDOW: no window \"%s\"; there are: %s", name.c_str(), known.c_str());
     return nullptr;

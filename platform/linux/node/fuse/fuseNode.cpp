@@ -263,6 +263,10 @@ struct FuseOperations {
     }
 };
 
+bool FuseNode::isAvailable() {
+    return bool(FileDescriptor(open("/dev/fuse", O_RDWR | O_CLOEXEC)));
+}
+
 std::unique_ptr<FuseNode> FuseNode::mount(const std::string& path, DeviceOperations* device) {
     std::unique_ptr<FuseNode> node(new FuseNode(device));
     if (!node->mountOn(path))

@@ -20,6 +20,9 @@ struct FuseOperations;
 
 class FuseNode {
 public:
+    // Whether this process may serve files; false with errno.
+    static bool isAvailable();
+
     // Mounts on the regular file at `path`, which is absolute and free of links. Null after one
     // line on standard error.
     static std::unique_ptr<FuseNode> mount(const std::string& path, DeviceOperations* device);

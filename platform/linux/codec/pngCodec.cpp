@@ -1,10 +1,11 @@
 // PNG files. What the file says of colour spaces is left out, so that every sample comes out as it
 // was put in; so are texts and everything else that is no part of the picture.
+#include <img/img.h>
 #include <png.h>
 
 #include <cstring>
 
-#include "img/imageFile.h"
+#include "codec/imageCodec.h"
 
 namespace {
 
@@ -50,14 +51,7 @@ int allocateForHeader(const std::vector<uint8_t>& picture, DecodedImage* image) 
     return allocatePixels(image, bigEndian32(chunk + 8), bigEndian32(chunk + 12));
 }
 
-}  // namespace
-
-bool isPng(const std::vector<uint8_t>& data) {
-    return data.size() >= sizeof kSignature &&
-           std::memcmp(data.data(), kSignature, sizeof kSignature) == 0;
-}
-
-int decodePng(const std::vector<uint8_t>& data, DecodedImage* image) {
+int decode(const std::vector<uint8_t>& data, DecodedImage* image) {
     std::vector<uint8_t> picture;
     if (const int error = pictureChunks(data, &picture))
         return error;
@@ -76,3 +70,20 @@ int decodePng(const std::vector<uint8_t>& data, DecodedImage* image) {
         return IMG_ERR_CORRUPT;
     return IMG_ERR_OK;
 }
+
+bool write(FILE* file, unsigned width, unsigned height, const uint8_t* rgb, std::string* reason) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = width;
+    image.height = height;
+    image.format = PNG_FORMAT_RGB;
+    image.flags = PNG_IMAGE_FLAG_FAST;  // a full-size frame a second must leave time to serve
+    if (png_image_write_to_stdio(&image, file, 0, rgb, 0, nullptr))
+        return true;
+    *reason = image.message;
+    return false;
+}
+
+}  // namespace
+
+const ImageCodec kPngCodec = {decode, write};

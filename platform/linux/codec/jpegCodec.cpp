@@ -1,17 +1,17 @@
 // JPEG files, baseline and progressive, grey and colour. Four-colour print files are refused: what
 // their inks look like on a display is not in the file.
+#include <img/img.h>
 #include <turbojpeg.h>
 
 #include <algorithm>
 
-#include "img/imageFile.h"
+#include "codec/imageCodec.h"
 
 namespace {
 
 using Decompressor = std::unique_ptr<void, Release<tjDestroy>>;
 
 constexpr uint8_t kMarker = 0xff;
-constexpr uint8_t kStartOfImage = 0xd8;
 constexpr uint8_t kEndOfImage = 0xd9;
 constexpr uint8_t kStartOfScan = 0xda;
 
@@ -32,13 +32,7 @@ int decodeError(const std::vector<uint8_t>& data) {
     return end == data.end() ? IMG_ERR_TRUNC : IMG_ERR_CORRUPT;
 }
 
-}  // namespace
-
-bool isJpeg(const std::vector<uint8_t>& data) {
-    return data.size() >= 3 && data[0] == kMarker && data[1] == kStartOfImage && data[2] == kMarker;
-}
-
-int decodeJpeg(const std::vector<uint8_t>& data, DecodedImage* image) {
+int decode(const std::vector<uint8_t>& data, DecodedImage* image) {
     const Decompressor decompressor(tjInitDecompress());
     if (!decompressor)
         return IMG_ERR_MEM;
@@ -59,3 +53,7 @@ int decodeJpeg(const std::vector<uint8_t>& data, DecodedImage* image) {
         return decodeError(data);
     return IMG_ERR_OK;
 }
+
+}  // namespace
+
+const ImageCodec kJpegCodec = {decode, nullptr};
