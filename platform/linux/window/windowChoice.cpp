@@ -3,11 +3,13 @@
 #include "report/layerError.h"
 #include "settings/layerSettings.h"
 #include "window/headless/headless.h"
+#include "window/x11/x11.h"
 
 namespace {
 
 // In the order of the automatic choice: headless is always there, so it comes last.
 const Window* const kWindows[] = {
+    &kX11Window,
     &kHeadlessWindow,
 };
 

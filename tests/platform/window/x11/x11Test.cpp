@@ -141,7 +141,7 @@ TEST_F(X11Window, FailsWhenTheServerDies) {
     start("x11", "640x400");
     draw();
     server->kill();
-    expectEnd(1, "\\[Velkaris\\] window: x11: the connection to the X server is lost\n");
+    expectEnd(1, "velkaris: x11: the connection to the X server is lost\n");
 }
 
 TEST_F(X11Window, FailsWhenTheServerDiesBetweenTwoFrames) {
@@ -162,7 +162,7 @@ TEST_F(X11Window, FailsWhenItsConnectionIsCut) {
     start("x11", "640x400");
     draw();
     server->killClientOf(server->onlyWindow());
-    expectEnd(1, "\\[Velkaris\\] window: x11: the connection to the X server is lost\n");
+    expectEnd(1, "velkaris: x11: the connection to the X server is lost\n");
 }
 
 TEST_F(X11Window, IsCompleteWhenItIsSeenAgain) {
@@ -194,7 +194,7 @@ TEST_F(X11Window, FailsWhenSomebodyDestroysIt) {
     start("x11", "640x400");
     draw();
     server->destroy(server->onlyWindow());
-    expectEnd(1, "\\[Velkaris\\] window: x11: the window was destroyed from outside\n");
+    expectEnd(1, "velkaris: x11: the window was destroyed from outside\n");
 }
 
 TEST_F(X11Window, FailsWhenTheServerHangsFromTheStart) {
@@ -202,7 +202,7 @@ TEST_F(X11Window, FailsWhenTheServerHangsFromTheStart) {
     launch("x11");
     EXPECT_EQ(child->readLine(), "failed: eglGetDisplay, kd error 0");
     EXPECT_EQ(child->wait(), 3);
-    EXPECT_THAT(child->errors(), MatchesRegex("\\[Velkaris\\] window: x11: the X server "
+    EXPECT_THAT(child->errors(), MatchesRegex("velkaris: x11: the X server "
                                               "\":[0-9]+\" does not answer\n"));
 }
 
