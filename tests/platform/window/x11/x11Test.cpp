@@ -58,9 +58,11 @@ protected:
     }
     void launch(const std::string& setting) {
         child = std::make_unique<ChildProcess>(
-            program,
-            std::vector<std::string>{"VELKARIS_WINDOW=" + setting, "DISPLAY=" + display,
-                                     "WAYLAND_DISPLAY=", "VELKARIS_CAPTURE=" + folder.file("c")});
+            program, std::vector<std::string>{
+                         "VELKARIS_WINDOW=" + setting, "DISPLAY=" + display,
+                         "WAYLAND_DISPLAY=", "VELKARIS_CAPTURE=" + folder.file("c"),
+                         // A sanitizer otherwise keeps what is freed, hundreds of megabytes of it.
+                         "ASAN_OPTIONS=quarantine_size_mb=1"});
     }
     void draw() {
         child->send("fill 0 0 9999 9999 10 20 30 255");
@@ -281,6 +283,9 @@ struct Way {
     std::vector<std::string> options;
     XRequest::Kind image;
 };
+std::ostream& operator<<(std::ostream& stream, const Way& way) {
+    return stream << way.name;
+}
 
 class X11Pictures : public X11Window, public testing::WithParamInterface<Way> {
 protected:
