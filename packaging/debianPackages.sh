@@ -4,14 +4,14 @@
 # Builds and runs the console.
 run_packages="g++ cmake ninja-build pkg-config
     libfreetype-dev libegl-dev libgles-dev libegl1 libgles2 libgl1-mesa-dri
-    libfuse3-dev fuse3 libx11-dev libwayland-dev libwayland-bin wayland-protocols
+    libfuse3-dev fuse3 libxcb1-dev libxcb-shm0-dev libwayland-dev libwayland-bin wayland-protocols
     libdrm-dev libgbm-dev libpng-dev libturbojpeg0-dev fonts-dejavu-core"
 
 # Builds and runs the unit and structure tests besides.
-quick_test_packages="libgtest-dev libgmock-dev python3 curl"
+quick_test_packages="libgtest-dev libgmock-dev libx11-dev libxcb-record0-dev python3 curl"
 
 # Builds and runs all other tests besides.
-test_packages="xvfb weston cage xwayland pv rsync zsh fish mandoc groff-base
+test_packages="xvfb socat weston cage xwayland pv rsync zsh fish mandoc groff-base
     clang libclang-rt-14-dev qemu-system-x86"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.

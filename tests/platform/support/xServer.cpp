@@ -14,6 +14,14 @@ namespace {
 // Only for what hangs; no test is decided by it.
 constexpr std::chrono::seconds kHangTime{60};
 
+// The highest bit of the mask is the highest of the eight.
+uint8_t channel(unsigned long pixel, unsigned long mask) {
+    const auto bits = static_cast<uint32_t>(mask);
+    const int aboveByte = 24 - __builtin_clz(bits);
+    const uint32_t value = static_cast<uint32_t>(pixel) & bits;
+    return static_cast<uint8_t>(aboveByte >= 0 ? value >> aboveByte : value << -aboveByte);
+}
+
 }  // namespace
 
 struct XServer::Client {
@@ -38,17 +46,21 @@ XServer::~XServer() {
     client.reset();
 }
 
-std::unique_ptr<XServer> XServer::start(int width, int height) {
+std::unique_ptr<XServer> XServer::start(int width, int height, int depth,
+                                        const std::vector<std::string>& options) {
     int ends[2];
     if (pipe(ends) != 0)
         throw std::runtime_error("no pipe");
     FileDescriptor reader(ends[0]), writer(ends[1]);
-    const std::string mode = std::to_string(width) + "x" + std::to_string(height) + "x24";
+    const std::string mode =
+        std::to_string(width) + "x" + std::to_string(height) + "x" + std::to_string(depth);
+    std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(writer.get()),
+                                     "-screen",   "0",          mode,
+                                     "-nolisten", "tcp",        "-noreset"};
+    command.insert(command.end(), options.begin(), options.end());
     std::unique_ptr<XServer> made(new XServer);
-    made->server = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(writer.get()), "-screen", "0",
-                                 mode, "-nolisten", "tcp", "-noreset"},
-        std::vector<std::string>{}, writer.get());
+    made->server =
+        std::make_unique<ChildProcess>(command, std::vector<std::string>{}, writer.get());
     writer.reset();
     std::string unread;
     const std::string number = readLineFrom(reader.get(), &unread);
@@ -95,8 +107,8 @@ DecodedPicture XServer::picture(uint32_t window) const {
     for (unsigned y = 0; y < height; ++y) {
         for (unsigned x = 0; x < width; ++x) {
             const unsigned long pixel = XGetPixel(image, static_cast<int>(x), static_cast<int>(y));
-            for (const int shift : {16, 8, 0})
-                picture.rgba.push_back(static_cast<uint8_t>(pixel >> shift));
+            for (const unsigned long mask : {image->red_mask, image->green_mask, image->blue_mask})
+                picture.rgba.push_back(channel(pixel, mask));
             picture.rgba.push_back(255);
         }
     }
@@ -200,4 +212,14 @@ void XServer::destroy(uint32_t window) const {
 void XServer::killClientOf(uint32_t window) const {
     XKillClient(client->display, window);
     XFlush(client->display);
+}
+
+void XServer::freePixmapsOfClient(uint32_t window) const {
+    // Resources of other kinds are refused.
+    const auto handler = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    const uint32_t first = window & ~uint32_t{0x1fffff};
+    for (uint32_t id = first; id < first + 64; ++id)
+        XFreePixmap(client->display, id);
+    XSync(client->display, False);
+    XSetErrorHandler(handler);
 }

@@ -11,10 +11,13 @@
 
 class XServer {
 public:
-    // Null when there is no Xvfb on this machine.
-    static std::unique_ptr<XServer> start(int width, int height);
+    // With further options of Xvfb's. Null when there is no Xvfb on this machine.
+    static std::unique_ptr<XServer> start(int width, int height, int depth = 24,
+                                          const std::vector<std::string>& options = {});
     ~XServer();
 
+    const std::string& displayName() const { return name; }  // ":N"
+    pid_t id() const { return server->id(); }
     // "DISPLAY=:N", for the environment of clients.
     std::string variable() const { return "DISPLAY=" + name; }
     void kill();
@@ -23,6 +26,7 @@ public:
 
     // The one window on the screen, 0 if there is none.
     uint32_t onlyWindow() const;
+    // Where a colour has less than eight bits, those below are 0.
     DecodedPicture picture(uint32_t window) const;
     // Whether the window shows `expected` before anybody would call it hung. The server tells
     // nobody when it has drawn what a client sent, so it is asked until it has.
@@ -40,9 +44,10 @@ public:
     // Another window comes and goes above everything, and the server keeps nothing of what is
     // below.
     void coverForAMoment() const;
-    void closeByUser(uint32_t window) const;   // as a window manager asks a window to close
-    void destroy(uint32_t window) const;       // by a client that it does not belong to
-    void killClientOf(uint32_t window) const;  // as xkill does
+    void closeByUser(uint32_t window) const;          // as a window manager asks a window to close
+    void destroy(uint32_t window) const;              // by a client that it does not belong to
+    void freePixmapsOfClient(uint32_t window) const;  // of the first that it has made
+    void killClientOf(uint32_t window) const;         // as xkill does
 
 private:
     struct Client;

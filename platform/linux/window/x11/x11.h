@@ -2,6 +2,6 @@
 // the window: status 0 when its user closes it, 1 when the server is lost.
 #pragma once
 
-#include "kd/windows/backend.h"
+#include "window/window.h"
 
-extern const WindowBackend kX11Backend;
+extern const Window kX11Window;

@@ -1,164 +1,95 @@
-#include "kd/windows/x11Frames.h"
-
-#include <X11/Xatom.h>
-#include <sys/socket.h>
+#include "window/x11/x11Frames.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
-constexpr size_t kBytesPerPixel = 4;
+// A row may be larger. One request of this size is what every server takes.
+constexpr size_t kImageBytes = 65536;
 
-// More only where a single row has more. Before each write Xlib waits until the socket says that it
-// has room, and local ones say so below a quarter of what they hold, which is some 200 kB.
-constexpr size_t kPieceBytes = 16384;
-constexpr int kPiecesHeld = 8;
-
-uint32_t allColours(const XVisualInfo& visual) {
-    return static_cast<uint32_t>(visual.red_mask | visual.green_mask | visual.blue_mask);
-}
-
-// The lowest bit of a channel of eight.
-unsigned shiftOf(unsigned long mask) {
-    unsigned shift = 0;
-    while (shift < 24 && !(mask >> shift & 1))
-        ++shift;
-    return shift;
-}
-
-// For rows larger than a piece; the kernel grants what it likes.
-void enlargeBuffer(int socket, size_t rowBytes) {
-    const int wanted = static_cast<int>(std::max(rowBytes, kPieceBytes)) * kPiecesHeld;
-    int held = 0;
-    socklen_t length = sizeof held;
-    if (getsockopt(socket, SOL_SOCKET, SO_SNDBUF, &held, &length) == 0 && held < wanted)
-        setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
+uint16_t rowCount(const RowSpan& rows) {
+    return static_cast<uint16_t>(rows.end - rows.first);
 }
 
 }  // namespace
 
-X11Frames::X11Frames(Display* server, Window target, const XVisualInfo& visualInfo,
-                     const DisplaySize& size)
-    : connection(server),
-      window(target),
-      visual(visualInfo),
-      width(static_cast<size_t>(size.width)),
-      height(static_cast<size_t>(size.height)),
-      answerProperty(XInternAtom(connection, "_VELKARIS_FRAME", False)),
-      pixmap(XCreatePixmap(connection, window, static_cast<unsigned>(size.width),
-                           static_cast<unsigned>(size.height),
-                           static_cast<unsigned>(visual.depth))),
-      context(XCreateGC(connection, pixmap, 0, nullptr)),
-      opaqueBits(~allColours(visual)),
-      rowsTaken(height),
-      sent(width * height, opaqueBits) {
-    enlargeBuffer(ConnectionNumber(connection), width * kBytesPerPixel);
-    XSetGraphicsExposures(connection, context, False);
-    XSetForeground(connection, context, opaqueBits);
-    XFillRectangle(connection, pixmap, context, 0, 0, static_cast<unsigned>(size.width),
-                   static_cast<unsigned>(size.height));
+X11Frames::X11Frames(xcb_connection_t* connection, xcb_window_t window,
+                     const X11PixelFormat& format, const PixelSize& size)
+    : connection_(connection),
+      window_(window),
+      format_(format),
+      size_(size),
+      pixmap_(xcb_generate_id(connection)),
+      context_(xcb_generate_id(connection)) {
+    xcb_create_pixmap(connection_, format_.depth, pixmap_, window_,
+                      static_cast<uint16_t>(size_.width), static_cast<uint16_t>(size_.height));
+    // Each copy to the window is answered with what could not be copied, or that all could.
+    const uint32_t wantsAnswers = true;
+    xcb_create_gc(connection_, context_, pixmap_, XCB_GC_GRAPHICS_EXPOSURES, &wantsAnswers);
+    const size_t rowBytes = format_.rowBytes(size_.width);
+    segment_ = shareX11Segment(connection_, rowBytes * static_cast<size_t>(size_.height));
+    if (!segment_)
+        image_.resize(std::max(kImageBytes / rowBytes, size_t{1}) * rowBytes);
 }
 
-void X11Frames::show() {
-    isNewestSent = false;
-    if (isAnswered)
-        sendNext();
+void X11Frames::show(const Picture& picture) {
+    picture_ = &picture;
+    sendNewest();
 }
 
-void X11Frames::handle(const XEvent& event) {
-    if (event.type == Expose) {
-        isShown = false;
-    } else if (event.type == PropertyNotify && event.xproperty.atom == answerProperty) {
-        isAnswered = true;
+void X11Frames::handle(const xcb_generic_event_t& event) {
+    const bool isCopied = event.response_type == XCB_NO_EXPOSURE;
+    const bool isRead = segment_ && event.response_type == segment_->completionEvent;
+    if (event.response_type == XCB_EXPOSE)
+        isExposed_ = true;
+    else if (isCopied || isRead)
+        --answersDue_;
+    sendNewest();
+}
+
+void X11Frames::sendNewest() {
+    if (!picture_ || answersDue_ > 0)
+        return;
+    const std::vector<RowSpan> changed = picture_->changedSince(sentFrame_);
+    for (const RowSpan& rows : changed)
+        segment_ ? putShared(rows, &rows == &changed.back()) : putPlain(rows);
+    sentFrame_ = picture_->frame();
+    if (isExposed_)
+        copyToWindow({0, size_.height});
+    else if (!changed.empty())
+        copyToWindow({changed.front().first, changed.back().end});
+    isExposed_ = false;
+}
+
+void X11Frames::putShared(const RowSpan& rows, bool isLast) {
+    const size_t start = format_.rowBytes(size_.width) * static_cast<size_t>(rows.first);
+    format_.fill(*picture_, rows, segment_->memory.get() + start);
+    const auto first = static_cast<int16_t>(rows.first);
+    xcb_shm_put_image(connection_, pixmap_, context_, static_cast<uint16_t>(size_.width),
+                      static_cast<uint16_t>(size_.height), 0, static_cast<uint16_t>(rows.first),
+                      static_cast<uint16_t>(size_.width), rowCount(rows), 0, first, format_.depth,
+                      XCB_IMAGE_FORMAT_Z_PIXMAP, isLast, segment_->id, 0);
+    answersDue_ += isLast ? 1 : 0;
+}
+
+void X11Frames::putPlain(const RowSpan& rows) {
+    const size_t rowBytes = format_.rowBytes(size_.width);
+    const auto most = static_cast<int32_t>(image_.size() / rowBytes);
+    for (int32_t first = rows.first; first < rows.end; first += most) {
+        const RowSpan piece{first, std::min(first + most, rows.end)};
+        format_.fill(*picture_, piece, image_.data());
+        xcb_put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap_, context_,
+                      static_cast<uint16_t>(size_.width), rowCount(piece), 0,
+                      static_cast<int16_t>(first), 0, format_.depth,
+                      static_cast<uint32_t>(rowBytes * rowCount(piece)), image_.data());
     }
-    if (isAnswered)
-        sendNext();
 }
 
-void X11Frames::sendNext() {
-    size_t firstRow = 0;
-    size_t count = takeChanged(&firstRow);
-    // A frame is shown in full before a newer one is begun, however slow the connection is.
-    if (count == 0 && isShown && startNewest())
-        count = takeChanged(&firstRow);
-    if (count > 0)
-        sendRows(firstRow, count);
-    else if (!isShown)
-        showSent();
-}
-
-bool X11Frames::startNewest() {
-    if (isNewestSent)
-        return false;
-    isNewestSent = true;
-    rowsTaken = 0;
-    const unsigned red = shiftOf(visual.red_mask), green = shiftOf(visual.green_mask),
-                   blue = shiftOf(visual.blue_mask);
-    underWay.resize(width * height);
-    for (size_t row = 0; row < height; ++row) {
-        const uint8_t* from = newest.rgba.data() + (height - 1 - row) * width * kBytesPerPixel;
-        for (size_t column = 0; column < width; ++column, from += kBytesPerPixel)
-            underWay[row * width + column] = opaqueBits | static_cast<uint32_t>(from[0]) << red |
-                                             static_cast<uint32_t>(from[1]) << green |
-                                             static_cast<uint32_t>(from[2]) << blue;
-    }
-    return true;
-}
-
-bool X11Frames::isSent(size_t row) const {
-    const auto start = static_cast<std::ptrdiff_t>(row * width);
-    return std::equal(underWay.begin() + start,
-                      underWay.begin() + start + static_cast<std::ptrdiff_t>(width),
-                      sent.begin() + start);
-}
-
-// The number of rows from *firstRow on that make the next piece; 0 when all have been sent.
-size_t X11Frames::takeChanged(size_t* firstRow) {
-    while (rowsTaken < height && isSent(rowsTaken))
-        ++rowsTaken;
-    *firstRow = rowsTaken;
-    const size_t most = std::max<size_t>(1, kPieceBytes / (width * kBytesPerPixel));
-    const size_t end = std::min(height, *firstRow + most);
-    while (rowsTaken < end && !isSent(rowsTaken))
-        ++rowsTaken;
-    return rowsTaken - *firstRow;
-}
-
-void X11Frames::sendRows(size_t firstRow, size_t count) {
-    const auto start = static_cast<std::ptrdiff_t>(firstRow * width);
-    const auto end = start + static_cast<std::ptrdiff_t>(count * width);
-    std::copy(underWay.begin() + start, underWay.begin() + end, sent.begin() + start);
-
-    // Xlib turns it into what the server takes.
-    const uint16_t probe = 1;
-    XImage image{};
-    image.width = static_cast<int>(width);
-    image.height = static_cast<int>(count);
-    image.format = ZPixmap;
-    image.data = reinterpret_cast<char*>(sent.data() + start);
-    image.byte_order = *reinterpret_cast<const uint8_t*>(&probe) == 1 ? LSBFirst : MSBFirst;
-    image.bitmap_unit = image.bitmap_pad = image.bits_per_pixel = 8 * kBytesPerPixel;
-    image.bitmap_bit_order = image.byte_order;
-    image.depth = visual.depth;
-    image.bytes_per_line = static_cast<int>(width * kBytesPerPixel);
-    XInitImage(&image);
-    XPutImage(connection, pixmap, context, &image, 0, 0, 0, static_cast<int>(firstRow),
-              static_cast<unsigned>(width), static_cast<unsigned>(count));
-    isShown = false;
-    awaitAnswer();
-}
-
-void X11Frames::showSent() {
-    XCopyArea(connection, pixmap, window, context, 0, 0, static_cast<unsigned>(width),
-              static_cast<unsigned>(height), 0, 0);
-    isShown = true;
-    awaitAnswer();
-}
-
-// Touching a property is what the server tells, once it has come so far. Nothing is added to it.
-void X11Frames::awaitAnswer() {
-    const unsigned char nothing = 0;
-    XChangeProperty(connection, window, answerProperty, XA_STRING, 8, PropModeAppend, &nothing, 0);
-    XFlush(connection);
-    isAnswered = false;
+void X11Frames::copyToWindow(const RowSpan& rows) {
+    const auto first = static_cast<int16_t>(rows.first);
+    xcb_copy_area(connection_, pixmap_, window_, context_, 0, first, 0, first,
+                  static_cast<uint16_t>(size_.width), rowCount(rows));
+    xcb_flush(connection_);
+    ++answersDue_;
 }

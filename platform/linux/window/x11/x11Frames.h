@@ -1,57 +1,51 @@
-// Brings frames to a window on an X server without ever waiting for the server: in pieces, each
-// sent when the one before has been taken, and small enough that the connection holds it whatever
-// the server does. Only rows that changed are sent; they are collected in a pixmap, so that the
-// window never shows half a frame.
+// Brings the rows that changed to a window on an X server: through shared memory where the server
+// can, else as plain images. They are collected in a pixmap of the server's and shown together, so
+// the window never shows half a frame, and has all of it when it is uncovered.
 //
-// A frame that is finished while another is on its way waits, and is replaced by a newer one.
+// One frame is on its way at a time, and with shared memory it is some small requests that the
+// connection holds in any case: a server that hangs is never waited for. With plain images it is,
+// once the connection is full.
 #pragma once
 
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
+#include <xcb/xcb.h>
 
-#include <cstdint>
+#include <optional>
 #include <vector>
 
-#include "egl/surfacePixels.h"
-#include "kd/windows/backend.h"
+#include "window/x11/x11PixelFormat.h"
+#include "window/x11/x11Segment.h"
 
 class X11Frames {
 public:
-    // The window of that visual has to want PropertyNotify and Expose events. Its connection and
-    // itself last as long as this.
-    X11Frames(Display* connection, Window window, const XVisualInfo& visual,
-              const DisplaySize& size);
+    // The window has that format and size or a larger one, and wants Exposure events. Asks the
+    // server and waits for what it says.
+    X11Frames(xcb_connection_t* connection, xcb_window_t window, const X11PixelFormat& format,
+              const PixelSize& size);
 
-    // Where the next frame is read to. show() then takes it as the newest.
-    SurfacePixels* pixels() { return &newest; }
-    void show();
+    // Shows the picture's newest frame, at once or when the one before has been read. It has the
+    // size above, and is the same one each time.
+    void show(const Picture& picture);
 
-    // Takes part in the window's events: the server's answers, and what has to be drawn again.
-    void handle(const XEvent& event);
+    // Takes part in the window's events: the server's answers, and what has to be shown again.
+    void handle(const xcb_generic_event_t& event);
 
 private:
-    void sendNext();
-    bool startNewest();
-    bool isSent(size_t row) const;
-    size_t takeChanged(size_t* firstRow);
-    void sendRows(size_t firstRow, size_t count);
-    void showSent();
-    void awaitAnswer();
+    void sendNewest();
+    void putShared(const RowSpan& rows, bool isLast);
+    void putPlain(const RowSpan& rows);
+    void copyToWindow(const RowSpan& rows);
 
-    Display* connection;
-    Window window;
-    XVisualInfo visual;
-    size_t width, height;
-    Atom answerProperty;
-    Pixmap pixmap;
-    GC context;
-    uint32_t opaqueBits;  // all that are no colour's
+    xcb_connection_t* connection_;
+    xcb_window_t window_;
+    X11PixelFormat format_;
+    PixelSize size_;
+    xcb_pixmap_t pixmap_;
+    xcb_gcontext_t context_;
+    std::optional<X11Segment> segment_;
+    std::vector<uint8_t> image_;  // instead of the segment, what one request takes
 
-    SurfacePixels newest;
-    bool isNewestSent = true;
-    std::vector<uint32_t> underWay;  // the frame that is being sent, top row first
-    size_t rowsTaken;                // of that frame, from the top: the pixmap has them
-    std::vector<uint32_t> sent;      // what the pixmap has
-    bool isShown = true;             // the window has what the pixmap has
-    bool isAnswered = true;          // the server has taken everything so far
+    const Picture* picture_ = nullptr;
+    uint32_t sentFrame_ = 0;  // which the pixmap has
+    bool isExposed_ = false;  // the window has lost something of it
+    int answersDue_ = 0;      // to what is on its way
 };
