@@ -7,6 +7,8 @@
 #include <memory>
 #include <sstream>
 
+#include "support/testRenderer.h"
+
 namespace {
 
 constexpr int kAttempts = 5;  // a tick among the commands makes an observation void
@@ -99,6 +101,8 @@ void runSideBySide(const std::vector<PixelCase>& cases, size_t first, size_t cou
 }  // namespace
 
 void expectPictures(const std::vector<PixelCase>& cases) {
+    if (const std::string reason = whyNoRenderer(); !reason.empty())
+        GTEST_SKIP() << reason;
     const size_t atATime = cards().empty() ? cases.size() : cards().size();
     for (size_t first = 0; first < cases.size(); first += atATime)
         runSideBySide(cases, first, std::min(atATime, cases.size() - first));

@@ -18,7 +18,8 @@ struct PixelCase {
 // Runs the cases side by side: checks each first, empty picture and the pictures of the next two
 // ticks after the script.
 //
-// VELKARIS_PIXEL_WINDOW names the window backend, headless unless set. VELKARIS_PIXEL_CARDS is a
-// list of graphics cards, with commas between them: the cases are drawn on their displays instead,
-// as many side by side as there are cards.
+// VELKARIS_RENDERER chooses the renderer, as for every console. VELKARIS_PIXEL_WINDOW names the
+// window, headless unless set. VELKARIS_PIXEL_CARDS is a list of graphics cards, with commas
+// between them: the cases are drawn on their displays instead, as many side by side as there are
+// cards.
 void expectPictures(const std::vector<PixelCase>& cases);

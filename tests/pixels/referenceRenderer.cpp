@@ -1,7 +1,6 @@
 #include "pixels/referenceRenderer.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -13,8 +12,15 @@ Rgb fromHex(uint32_t rgb) {
             static_cast<uint8_t>(rgb)};
 }
 
+// The product of two channels, 255 standing for 1: as 8-bit renderers round it.
+int product(int a, int b) {
+    const int exact = a * b;
+    return (exact + exact / 256 + 128) / 256;
+}
+
 uint8_t mix(int coverage, int over, int under) {
-    return static_cast<uint8_t>(std::lround((coverage * over + (255 - coverage) * under) / 255.0));
+    return static_cast<uint8_t>(
+        std::min(product(coverage, over) + product(255 - coverage, under), 255));
 }
 
 // "hh:mm:ss" of any length, cut to the nine characters that the console keeps.
@@ -71,6 +77,8 @@ private:
                 if (x < 0 || x >= width_ || y < 0 || y >= height_)
                     continue;
                 const int coverage = font_.coverageAt(glyph.atlasX + column, glyph.atlasY + row);
+                if (coverage == 0)
+                    continue;
                 Rgb& under = pixel(x, y);
                 under = {mix(coverage, colour.red, under.red),
                          mix(coverage, colour.green, under.green),

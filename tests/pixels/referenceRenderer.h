@@ -45,6 +45,7 @@ struct ReferenceModel {
 RgbImage predictFrame(const ReferenceScreen& screen, const ReferenceFont& font,
                       const ReferenceModel& model);
 
-// The splash: `logo` centred on black. Its size differs from the area's by even numbers, else its
-// pixels lie on the boundaries of texels and no prediction holds on every machine.
+// The splash: `logo` centred on black. Where its size differs from the area's by an odd number, its
+// left and its top edge lie at the half that is rounded down. That is the renderer's without a GPU;
+// a GPU may leave out a row or a column there, for every centre of a pixel lies on a texel's edge.
 RgbImage predictLogo(const ReferenceScreen& screen, const RgbImage& logo);

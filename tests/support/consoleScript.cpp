@@ -5,12 +5,6 @@
 #include <filesystem>
 #include <stdexcept>
 
-namespace {
-
-constexpr int kTolerance = 1;  // of 255: how a renderer rounds is its own business
-
-}  // namespace
-
 ConsoleScript& ConsoleScript::write(const std::string& text) {
     steps.push_back({false, text, 0});
     return *this;
@@ -72,7 +66,7 @@ RgbImage nextFrame(ConsoleProcess* console) {
 }
 
 void expectSamePicture(const std::string& name, const RgbImage& expected, const RgbImage& actual) {
-    const ImageDifference difference = compareImages(expected, actual, kTolerance);
+    const ImageDifference difference = compareImages(expected, actual, 0);
     if (difference.sameSize && difference.differing == 0)
         return;
 

@@ -40,6 +40,6 @@ int sendBetweenFrames(ConsoleProcess* console, const ConsoleScript& script);
 // The next frame to come, which shows all that was answered before the call.
 RgbImage nextFrame(ConsoleProcess* console);
 
-// Expects every channel of every pixel within 1 of the prediction; keeps both pictures and their
-// difference as PNG files named after `name` if not.
+// Expects every pixel as predicted; keeps both pictures and their difference as PNG files named
+// after `name` if not.
 void expectSamePicture(const std::string& name, const RgbImage& expected, const RgbImage& actual);

@@ -171,8 +171,9 @@ EGLSurface eglCreateWindowSurface(EGLDisplay display, EGLConfig config, EGLNativ
     const auto* const size = static_cast<const PixelSize*>(window);
     if (!size)
         return fail(EGL_BAD_NATIVE_WINDOW, EGL_NO_SURFACE);
-    if (!theSurface.picture)
-        theSurface.picture = chosenRenderer()->createPicture(*size);
+    if (theSurface.picture)
+        return fail(EGL_BAD_ALLOC, EGL_NO_SURFACE);
+    theSurface.picture = chosenRenderer()->createPicture(*size);
     if (!theSurface.picture)
         return fail(EGL_BAD_ALLOC, EGL_NO_SURFACE);
     return succeed(&theSurface);
@@ -182,12 +183,13 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read,
                           EGLContext context) {
     if (const EGLint error = displayError(display); error != EGL_SUCCESS)
         return fail(error, EGL_FALSE);
-    if (draw == EGL_NO_SURFACE && read == EGL_NO_SURFACE && context == EGL_NO_CONTEXT) {
+    const bool isNone = context == EGL_NO_CONTEXT;
+    if (draw != read || (draw == EGL_NO_SURFACE) != isNone)
+        return fail(EGL_BAD_MATCH, EGL_FALSE);
+    if (isNone) {
         isCurrent = false;
         return succeed(EGL_TRUE);
     }
-    if (draw != read)
-        return fail(EGL_BAD_MATCH, EGL_FALSE);
     if (draw != &theSurface || !theSurface.picture)
         return fail(EGL_BAD_SURFACE, EGL_FALSE);
     if (context != &theContext || !theContext.isCreated)
@@ -199,10 +201,8 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read,
 EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface) {
     if (const EGLint error = displayError(display); error != EGL_SUCCESS)
         return fail(error, EGL_FALSE);
-    if (surface != &theSurface || !theSurface.picture)
+    if (surface != &theSurface || !isCurrent)
         return fail(EGL_BAD_SURFACE, EGL_FALSE);
-    if (!isCurrent)
-        return fail(EGL_BAD_CONTEXT, EGL_FALSE);
     if (!chosenRenderer()->finishFrame())
         return fail(EGL_BAD_ALLOC, EGL_FALSE);
     openedWindow()->window->present(*theSurface.picture);

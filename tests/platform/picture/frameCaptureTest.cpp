@@ -1,5 +1,5 @@
 // The kept frames: their names, that each appears whole, and that trouble costs one line.
-#include "egl/capture.h"
+#include "picture/frameCapture.h"
 
 #include <gmock/gmock.h>
 #include <signal.h>
@@ -8,7 +8,9 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "platform/support/memoryPicture.h"
 #include "platform/support/pictureFiles.h"
 #include "support/temporaryFolder.h"
 
@@ -16,9 +18,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const Bytes kTwoByTwo = {
-    1, 2, 3, 0,   4,  5,  6,  128,  // the bottom row
-    7, 8, 9, 255, 10, 11, 12, 1,
+// One frame of two rows of two pixels, no two alike.
+class SmallPicture : public MemoryPicture {
+public:
+    SmallPicture() : MemoryPicture({2, 2}) {
+        show({0xff070809, 0xff0a0b0c, 0xff010203, 0xff040506});
+    }
 };
 
 std::set<std::string> namesIn(const fs::path& folder) {
@@ -30,9 +35,10 @@ std::set<std::string> namesIn(const fs::path& folder) {
 
 // What it prints while it fails that often.
 std::string errorsOf(FrameCapture* capture, int frames) {
+    const SmallPicture picture;
     testing::internal::CaptureStderr();
     for (int i = 0; i < frames; ++i)
-        EXPECT_FALSE(capture->writeFrame(kTwoByTwo, 2, 2));
+        EXPECT_FALSE(capture->write(picture));
     return testing::internal::GetCapturedStderr();
 }
 
@@ -54,8 +60,8 @@ private:
 TEST(FrameCapture, CountsFramesFromOne) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.path());
-    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
-    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(capture.write(SmallPicture()));
+    EXPECT_TRUE(capture.write(SmallPicture()));
     EXPECT_EQ(namesIn(folder.path()),
               (std::set<std::string>{"frame-000001.png", "frame-000002.png", "latest.png"}));
 }
@@ -63,15 +69,30 @@ TEST(FrameCapture, CountsFramesFromOne) {
 TEST(FrameCapture, WritesTheTopRowFirstAndNoAlpha) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.path());
-    capture.writeFrame(kTwoByTwo, 2, 2);
+    capture.write(SmallPicture());
     const DecodedPicture picture = readPng(folder.file("frame-000001.png"));
     EXPECT_EQ(picture.rgba, (Bytes{7, 8, 9, 255, 10, 11, 12, 255, 1, 2, 3, 255, 4, 5, 6, 255}));
+}
+
+// Takes only the rows that changed, but a file has all of them.
+TEST(FrameCapture, WritesRowsThatDidNotChangeAgain) {
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    SmallPicture picture;
+    capture.write(picture);
+    picture.show({0xff070809, 0xff0a0b0c, 0xff141516, 0xff040506});
+    picture.show({0xff070809, 0xff1e1f20, 0xff141516, 0xff040506});
+    capture.write(picture);
+    capture.write(picture);
+    const Bytes expected{7, 8, 9, 255, 30, 31, 32, 255, 20, 21, 22, 255, 4, 5, 6, 255};
+    EXPECT_EQ(readPng(folder.file("frame-000002.png")).rgba, expected);
+    EXPECT_EQ(readPng(folder.file("frame-000003.png")).rgba, expected);
 }
 
 TEST(FrameCapture, WritesEightBitColorWithoutAnAlphaChannel) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.path());
-    capture.writeFrame(kTwoByTwo, 2, 2);
+    capture.write(SmallPicture());
     const Bytes header = splitPngChunks(readFile(folder.file("frame-000001.png")))[0].data;
     EXPECT_EQ(header[8], 8);  // bits a sample
     EXPECT_EQ(header[9], 2);  // red, green, blue
@@ -80,16 +101,18 @@ TEST(FrameCapture, WritesEightBitColorWithoutAnAlphaChannel) {
 TEST(FrameCapture, PointsLatestAtTheNewestByName) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.path());
-    capture.writeFrame(kTwoByTwo, 2, 2);
-    capture.writeFrame(Bytes(4, 200), 1, 1);
+    SmallPicture picture;
+    capture.write(picture);
+    picture.show({0xff010101, 0xff0a0b0c, 0xff010203, 0xff040506});
+    capture.write(picture);
     EXPECT_EQ(fs::read_symlink(folder.file("latest.png")), "frame-000002.png");
-    EXPECT_EQ(readPng(folder.file("latest.png")).width, 1u);
+    EXPECT_EQ(readPng(folder.file("latest.png")).at(0, 0), (Bytes{1, 1, 1, 255}));
 }
 
 TEST(FrameCapture, MakesTheFolder) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.file("frames"));
-    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(capture.write(SmallPicture()));
     EXPECT_TRUE(fs::exists(folder.file("frames/latest.png")));
 }
 
@@ -98,7 +121,7 @@ TEST(FrameCapture, ReplacesFramesOfAnEarlierRun) {
     writeFile(folder.file("frame-000001.png"), {'o', 'l', 'd'});
     writeFile(folder.file("latest.png"), {'o', 'l', 'd'});
     FrameCapture capture(folder.path());
-    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(capture.write(SmallPicture()));
     EXPECT_EQ(readPng(folder.file("frame-000001.png")).width, 2u);
     EXPECT_TRUE(fs::is_symlink(folder.file("latest.png")));
 }
@@ -109,7 +132,7 @@ TEST(FrameCapture, NeverWritesIntoAFileThatHasItsName) {
     writeFile(folder.file("frame-000001.png"), {'o', 'l', 'd'});
     fs::create_hard_link(folder.file("frame-000001.png"), folder.file("reader"));
     FrameCapture capture(folder.path());
-    capture.writeFrame(kTwoByTwo, 2, 2);
+    capture.write(SmallPicture());
     EXPECT_EQ(readFile(folder.file("reader")), (Bytes{'o', 'l', 'd'}));
 }
 
@@ -118,7 +141,7 @@ TEST(FrameCapture, SaysOnceThatTheFolderCannotBeMade) {
     writeFile(folder.file("file"), {'x'});
     FrameCapture capture(folder.file("file") + "/frames");
     EXPECT_THAT(errorsOf(&capture, 3),
-                testing::MatchesRegex("\\[Velkaris\\] capture: [^\n]*Not a directory[^\n]*\n"));
+                testing::MatchesRegex("velkaris: capture: [^\n]*Not a directory[^\n]*\n"));
 }
 
 TEST(FrameCapture, CountsTheFramesThatItCouldNotKeep) {
@@ -127,7 +150,7 @@ TEST(FrameCapture, CountsTheFramesThatItCouldNotKeep) {
     FrameCapture capture(folder.file("frames"));
     errorsOf(&capture, 1);
     fs::remove(folder.file("frames"));
-    EXPECT_TRUE(capture.writeFrame(kTwoByTwo, 2, 2));
+    EXPECT_TRUE(capture.write(SmallPicture()));
     EXPECT_TRUE(fs::exists(folder.file("frames/frame-000002.png")));
 }
 
@@ -153,7 +176,7 @@ TEST(FrameCapture, LeavesNothingOfASmallFrameOnAFullDisk) {
     testing::internal::CaptureStderr();
     {
         const SmallDisk disk(16);
-        EXPECT_FALSE(capture.writeFrame(kTwoByTwo, 2, 2));
+        EXPECT_FALSE(capture.write(SmallPicture()));
     }
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{});
@@ -162,18 +185,20 @@ TEST(FrameCapture, LeavesNothingOfASmallFrameOnAFullDisk) {
 TEST(FrameCapture, LeavesNothingOfALargeFrameOnAFullDisk) {
     const TemporaryFolder folder;
     FrameCapture capture(folder.path());
-    Bytes noise(400 * 300 * 4);
+    std::vector<uint32_t> noise(400 * 300);
     uint32_t state = 1;
-    for (uint8_t& byte : noise)
-        byte = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
+    for (uint32_t& pixel : noise)
+        pixel = 0xff000000 | (state = state * 1664525 + 1013904223) >> 8;
+    MemoryPicture picture({400, 300});
+    picture.show(noise);
     {
         const SmallDisk disk(100000);
         testing::internal::CaptureStderr();
-        EXPECT_FALSE(capture.writeFrame(noise, 400, 300));
+        EXPECT_FALSE(capture.write(picture));
         testing::internal::GetCapturedStderr();
     }
     EXPECT_EQ(namesIn(folder.path()), std::set<std::string>{});
-    EXPECT_TRUE(capture.writeFrame(noise, 400, 300));
+    EXPECT_TRUE(capture.write(picture));
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ bool ConsoleSurface::makeWindow() {
 bool ConsoleSurface::makeCurrent() {
     const EGLint version[] = {EGL_CONTEXT_CLIENT_VERSION, 2, EGL_NONE, EGL_NONE};
     eglBindAPI(EGL_OPENGL_ES_API);
-    const EGLContext context = eglCreateContext(display, config, EGL_NO_CONTEXT, version);
+    context = eglCreateContext(display, config, EGL_NO_CONTEXT, version);
     readScreenSize();
     if (!makeWindow() || eglMakeCurrent(display, surface, surface, context) != EGL_TRUE)
         return false;

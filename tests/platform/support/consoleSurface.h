@@ -11,6 +11,7 @@
 struct ConsoleSurface {
     EGLDisplay display = EGL_NO_DISPLAY;
     EGLConfig config = nullptr;
+    EGLContext context = EGL_NO_CONTEXT;
     EGLSurface surface = EGL_NO_SURFACE;
     KDWindow* window = nullptr;
     int screenWidth = 0;  // as the screen service tells them

@@ -26,7 +26,7 @@ TEST(WindowProcess, DrawsHeadlessAtItsUsualSize) {
 }
 
 TEST(WindowProcess, DrawsHeadlessAtAnySize) {
-    for (const std::string size : {"1x1", "1x4096", "4096x1", "1920x1080", "333x77"}) {
+    for (const std::string size : {"1x1", "1x4096", "32767x1", "1920x1080", "333x77"}) {
         ChildProcess child({kProgram}, {"VELKARIS_WINDOW=headless:" + size});
         EXPECT_EQ(child.readLine(), "screen " + size + ", drawing " + size);
     }
@@ -72,10 +72,10 @@ TEST(WindowProcess, KeepsEveryPresentedFrame) {
     const TemporaryFolder folder;
     ChildProcess child({kProgram}, {"VELKARIS_WINDOW=headless:40x30",
                                     "VELKARIS_CAPTURE=" + folder.file("frames")});
-    child.send("fill 0 0 40 30 10 20 30 255");
+    child.send("fill 0 0 40 30 10 20 30");
     child.send("swap");
-    child.send("fill 0 0 40 30 40 50 60 255");
-    child.send("fill 0 0 5 4 255 0 0 255");
+    child.send("fill 0 0 40 30 40 50 60");
+    child.send("fill 0 0 5 4 255 0 0");
     child.send("swap");
     child.readLine();
     ASSERT_EQ(child.readLine(), "swapped");
@@ -97,8 +97,7 @@ TEST(WindowProcess, GoesOnWhenFramesCannotBeKept) {
         child.send("swap");
         EXPECT_EQ(child.readLine(), "swapped");
     }
-    EXPECT_THAT(child.errors(),
-                MatchesRegex("\\[Velkaris\\] capture: /proc/none/frames: [^\n]+\n"));
+    EXPECT_THAT(child.errors(), MatchesRegex("velkaris: capture: /proc/none/frames: [^\n]+\n"));
 }
 
 TEST(WindowProcess, RefusesWrongSettingsWithOneLine) {
@@ -106,10 +105,10 @@ TEST(WindowProcess, RefusesWrongSettingsWithOneLine) {
         std::string setting, reason;
     } cases[] = {
         {"auto:10", "auto:10 is no size"},
-        {"mirror", "no window backend \"mirror\""},
-        {"mirror:1x1", "no window backend \"mirror\""},
-        {":8x8", "no window backend \"\""},
-        {"HEADLESS", "no window backend \"HEADLESS\""},
+        {"mirror", "no window \"mirror\""},
+        {"mirror:1x1", "no window \"mirror\""},
+        {":8x8", "no window \"\""},
+        {"HEADLESS", "no window \"HEADLESS\""},
         {"headless:10", "headless:10 is no size"},
         {"headless:10x", "headless:10x is no size"},
         {"headless:x10", "headless:x10 is no size"},
@@ -128,18 +127,29 @@ TEST(WindowProcess, RefusesWrongSettingsWithOneLine) {
         ChildProcess child({kProgram}, {"VELKARIS_WINDOW=" + each.setting, "DISPLAY="});
         EXPECT_EQ(child.readLine(), "failed: eglGetDisplay, kd error 0") << each.setting;
         EXPECT_EQ(child.wait(), 3);
-        EXPECT_THAT(child.errors(), MatchesRegex("\\[Velkaris\\] window: [^\n]+\n"));
+        EXPECT_THAT(child.errors(), MatchesRegex("velkaris: VELKARIS_WINDOW: [^\n]+\n"));
         EXPECT_THAT(child.errors(), HasSubstr(each.reason));
     }
 }
 
-TEST(WindowProcess, RefusesASizeThatEglDoesNotOffer) {
-    ChildProcess child({kProgram}, {"VELKARIS_WINDOW=headless:32767x32767"});
-    EXPECT_EQ(child.readLine(), "failed: window, kd error 17");
-    child.wait();
-    EXPECT_THAT(child.errors(),
-                MatchesRegex("\\[Velkaris\\] window: headless: 32767x32767 is larger "
-                             "than the [0-9]+x[0-9]+ that EGL offers\n"));
+TEST(WindowProcess, DrawsWithTheRendererOfItsSetting) {
+    for (const std::string renderer : {"", "auto", "cpu"}) {
+        ChildProcess child({kProgram},
+                           {"VELKARIS_WINDOW=headless:8x8", "VELKARIS_RENDERER=" + renderer});
+        EXPECT_EQ(child.readLine(), "screen 8x8, drawing 8x8") << renderer;
+        EXPECT_EQ(child.errors(), "") << renderer;
+    }
+}
+
+TEST(WindowProcess, RefusesAWrongRendererWithOneLine) {
+    for (const std::string renderer : {"mirror", "CPU", "cpu ", "gl:1"}) {
+        ChildProcess child({kProgram},
+                           {"VELKARIS_WINDOW=headless:8x8", "VELKARIS_RENDERER=" + renderer});
+        EXPECT_EQ(child.readLine(), "failed: eglInitialize, kd error 0");
+        EXPECT_EQ(child.wait(), 3);
+        EXPECT_EQ(child.errors(), "velkaris: VELKARIS_RENDERER: no renderer \"" + renderer +
+                                      "\"; there are: auto, cpu, gl\n");
+    }
 }
 
 }  // namespace

@@ -72,6 +72,8 @@ EGLAPI EGLDisplay EGLAPIENTRY eglGetDisplay(EGLNativeDisplayType display_id);
 // Gets the renderer ready that the settings choose. Says version 1.4 where *major and *minor are
 // given.
 EGLAPI EGLBoolean EGLAPIENTRY eglInitialize(EGLDisplay dpy, EGLint* major, EGLint* minor);
+
+// Until the next eglInitialize no other call takes the display. What was made stays.
 EGLAPI EGLBoolean EGLAPIENTRY eglTerminate(EGLDisplay dpy);
 
 EGLAPI EGLBoolean EGLAPIENTRY eglGetConfigs(EGLDisplay dpy, EGLConfig* configs, EGLint config_size,
@@ -84,6 +86,7 @@ EGLAPI EGLContext EGLAPIENTRY eglCreateContext(EGLDisplay dpy, EGLConfig config,
                                                EGLContext share_context, const EGLint* attrib_list);
 
 // `win` is what kdRealizeWindow gave. No attributes are known. The surface has the window's size.
+// There is one a process; a second one is EGL_BAD_ALLOC, as a second context is.
 EGLAPI EGLSurface EGLAPIENTRY eglCreateWindowSurface(EGLDisplay dpy, EGLConfig config,
                                                      EGLNativeWindowType win,
                                                      const EGLint* attrib_list);
@@ -93,8 +96,8 @@ EGLAPI EGLSurface EGLAPIENTRY eglCreateWindowSurface(EGLDisplay dpy, EGLConfig c
 EGLAPI EGLBoolean EGLAPIENTRY eglMakeCurrent(EGLDisplay dpy, EGLSurface draw, EGLSurface read,
                                              EGLContext ctx);
 
-// Presents what was drawn since the last swap. Never waits for the display. What the surface holds
-// afterwards is undefined.
+// Presents what was drawn since the last swap; the surface has to be current. Never waits for the
+// display. What the surface holds afterwards is undefined.
 EGLAPI EGLBoolean EGLAPIENTRY eglSwapBuffers(EGLDisplay dpy, EGLSurface surface);
 
 #ifdef __cplusplus

@@ -1,0 +1,24 @@
+// Which renderer a test program draws with, its own or that of the consoles it starts: the one that
+// VELKARIS_RENDERER names, as for every console.
+#pragma once
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <string>
+
+inline bool drawsWithGl() {
+    const char* const renderer = std::getenv("VELKARIS_RENDERER");
+    return renderer && std::string(renderer) == "gl";
+}
+
+// Why this machine cannot draw with it; empty if it can.
+inline std::string whyNoRenderer() {
+    if (!drawsWithGl())
+        return "";
+    for (const char* library : {"libEGL.so.1", "libGLESv2.so.2"}) {
+        if (!dlopen(library, RTLD_NOW | RTLD_LOCAL))
+            return dlerror();
+    }
+    return "";
+}
