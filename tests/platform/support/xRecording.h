@@ -29,12 +29,12 @@ public:
     std::vector<XRequest> finish();
 
 private:
-    // Requests of the extension that a reply of the recording carries, until its kind is `last`.
+    // What the server's replies carry, up to the first of the category `last`.
     std::vector<XRequest> readUntil(uint8_t last);
 
     xcb_connection_t* control_;
     xcb_connection_t* data_;
     xcb_record_context_t context_;
     xcb_record_enable_context_cookie_t replies_;
-    uint8_t sharedMemory_;  // the extension's requests
+    uint8_t sharedMemory_;  // the first byte of that extension's requests; 0: not there
 };
