@@ -2,6 +2,7 @@
 
 #include "report/layerError.h"
 #include "settings/layerSettings.h"
+#include "window/fbdev/fbdev.h"
 #include "window/headless/headless.h"
 #include "window/kms/kms.h"
 
@@ -10,6 +11,7 @@ namespace {
 // In the order of the automatic choice: headless is always there, so it comes last.
 const Window* const kWindows[] = {
     &kKmsWindow,
+    &kFbdevWindow,
     &kHeadlessWindow,
 };
 
