@@ -1,8 +1,8 @@
 """The console on a kernel that boots: its node is FUSE's, its display an emulated one of which this
 test takes pictures from outside.
 
-One boot serves all scenarios. Each starts its own consoles and ends them; the order of the list at
-the end is the order in which they run.
+One boot serves all scenarios of a class. Each starts its own consoles and ends them; the order of
+the lists at the end is the order in which they run.
 
     bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS OTHER-DRIVER [SCENARIO]...
 
@@ -21,7 +21,7 @@ from debianPackages import Unavailable, requireProgram
 from guestConsole import GuestConsole, nearestFrame
 from machine import FIRST_DISPLAY, SECOND_DISPLAY, SPARE_DISPLAYS, Machine
 from machineImage import buildImage
-from picture import writePng
+from picture import readPixels, writePng
 
 SKIPPED = 77
 # The first has the size of most pixel cases; of the second it is wider and less high.
@@ -45,12 +45,16 @@ def playSession(console):
     console.command("add", "rootfs", "Root file system", "37")
 
 
-class BootedConsole(unittest.TestCase):
+class MachineTest(unittest.TestCase):
+    """What all machines have in common; each class boots its own."""
+
     cache = image = machine = otherDriver = None
+    kernelArguments = ""
 
     @classmethod
     def setUpClass(cls):
-        cls.machine = Machine(cls.image, cls.cache / "run", DISPLAY_SIZES)
+        cls.machine = Machine(cls.image, cls.cache / cls.__name__, DISPLAY_SIZES,
+                              cls.kernelArguments)
         cls.addClassCleanup(cls.machine.close)
         cls.machine.run("modprobe fuse")
         # No driver of that name takes them when one for their kind is loaded.
@@ -100,12 +104,12 @@ class BootedConsole(unittest.TestCase):
 
     # A clock runs in every frame, so that each is told from the one before: the display has to show
     # what was presented just now.
-    def assertShown(self, console, display=FIRST_DISPLAY, size=None):
+    def assertShown(self, console, display=FIRST_DISPLAY, size=None, rotation=0):
         number = console.awaitNextFrame()
         picture = self.machine.displayPicture(display)
         self.assertEqual(picture.size(), size or DISPLAY_SIZES[display])
         self.assertFalse(picture.isOneColour())
-        self.assertAmongFrames(picture, console, number - 1, console.newestFrame())
+        self.assertAmongFrames(picture, console, number - 1, console.newestFrame(), rotation)
         return picture
 
     def assertKernelDrawsOn(self, terminal):
@@ -115,8 +119,8 @@ class BootedConsole(unittest.TestCase):
         self.machine.awaitPicture(
             lambda picture: picture != before and not picture.hasColour(CONSOLE_BACKGROUND))
 
-    def assertAmongFrames(self, picture, console, first, last):
-        difference, number = nearestFrame(picture, console, first, last)
+    def assertAmongFrames(self, picture, console, first, last, rotation=0):
+        difference, number = nearestFrame(picture, console, first, last, rotation)
         if difference != 0:
             self.keep("picture", picture)
             self.keep("frame", console.frame(number))
@@ -127,6 +131,8 @@ class BootedConsole(unittest.TestCase):
         path.write_bytes(writePng(picture))
         print(f"kept {path}")
 
+
+class BootedConsole(MachineTest):
     def testDisplayThatAppearsLaterIsLit(self):
         console = self.start("early", "kms")
         playSession(console)
@@ -180,7 +186,6 @@ class BootedConsole(unittest.TestCase):
                 console.end()
 
     def testHeadlessConsoleLeavesTheDisplayToOthers(self):
-        # Of a driver with which Mesa would draw by the processor.
         self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
         card = f"/dev/dri/{self.cardOf('virtio-pci')}"
         headless = self.start("headless", HEADLESS, node="/dev/Headless")
@@ -260,19 +265,101 @@ class BootedConsole(unittest.TestCase):
         playSession(console)
         self.assertShown(console, SECOND_DISPLAY)
 
-    def testOtherKindsOfDriversShowTheSameFrames(self):
-        # With this one the machine has what looks like a GPU.
-        self.machine.run("modprobe virtio_pci; modprobe virtio_gpu")
-        older, gpu = "drmModePageFlip", "gbm_surface_lock_front_buffer"
-        for driver, calls in {"older": {older}, "gpu": {gpu}, "older,gpu": {older, gpu}}.items():
-            with self.subTest(driver=driver):
-                console = self.startOnDisplay(
-                    "other", f"kms:/dev/dri/{self.cardOf('bochs-drm')}",
-                    variables=f"LD_PRELOAD=/usr/bin/{self.otherDriver} VELKARIS_TEST_DRIVER={driver}")
+    def testOlderDriverShowsTheSameFrames(self):
+        console = self.startOnDisplay(
+            "other", variables=f"LD_PRELOAD=/usr/bin/{self.otherDriver} VELKARIS_TEST_DRIVER=older")
+        playSession(console)
+        self.assertShown(console)
+        self.assertEqual(re.findall(r"other driver: (\w+)", console.log()), ["drmModePageFlip"])
+
+    def testPictureIsTurnedClockwise(self):
+        width, height = DISPLAY_SIZES[FIRST_DISPLAY]
+        for rotation, size in [(90, (height, width)), (180, (width, height)),
+                               (270, (height, width))]:
+            with self.subTest(rotation=rotation):
+                console = self.startOnDisplay("turned", "kms",
+                                              variables=f"VELKARIS_ROTATION={rotation}")
                 playSession(console)
-                self.assertShown(console)
-                self.assertEqual(set(re.findall(r"other driver: (\w+)", console.log())), calls)
+                self.assertShown(console, rotation=rotation)
+                self.assertEqual(console.frame(1).size(), size)
                 console.end()
+
+    def testTurnedConsoleOfItsOwnSizeGetsAModeOrTheMiddle(self):
+        for size, shown in [((600, 800), (800, 600)), ((301, 701), None)]:
+            with self.subTest(size=size):
+                console = self.startOnDisplay("sized", "kms:{}x{}".format(*size),
+                                              variables="VELKARIS_ROTATION=270")
+                playSession(console)
+                self.assertShown(console, size=shown, rotation=270)
+                self.assertEqual(console.frame(1).size(), size)
+                console.end()
+
+    def testFramebufferShowsTheSession(self):
+        self.machine.run("chvt 2")
+        for rotation in [0, 90]:
+            with self.subTest(rotation=rotation):
+                console = self.startOnDisplay("framebuffer", "fbdev", terminal="/dev/tty2",
+                                              variables=f"VELKARIS_ROTATION={rotation}")
+                playSession(console)
+                self.assertShown(console, rotation=rotation)
+
+                self.machine.run("chvt 3")
+                self.assertKernelDrawsOn("tty3")
+                console.write("served while away")
+                self.machine.run("chvt 2")
+                self.assertShown(console, rotation=rotation)
+
+                console.signal("TERM")
+                self.assertKernelDrawsOn("tty2")
+
+    # Where they begin in a pixel and how many bits they have, of R, G and B. The module keeps a bit
+    # for alpha in 16 bits when it had alpha in the mode before.
+    FRAMEBUFFER_PIXELS = [
+        (24, [(0, 8), (8, 8), (16, 8)]),
+        (16, [(0, 5), (5, 6), (11, 5)]),
+        (32, [(0, 8), (8, 8), (16, 8)]),
+        (16, [(0, 5), (5, 5), (10, 5)]),
+    ]
+
+    def testFramebufferOfEveryDepthShowsTheFrames(self):
+        size = (320, 240)
+        self.machine.run("modprobe bochs; modprobe vfb vfb_enable=1 mode_option=320x240-8")
+        self.addCleanup(self.machine.run, "rmmod vfb")
+        name = self.machine.run("basename /sys/devices/platform/vfb.0/graphics/fb*").strip()
+        for pictures in [1, 2]:
+            for bits, channels in self.FRAMEBUFFER_PIXELS:
+                with self.subTest(bits=bits, channels=channels, pictures=pictures):
+                    self.machine.run(f"cd /sys/class/graphics/{name}; echo {bits} >bits_per_pixel; "
+                                     f"echo {size[0]},{size[1] * pictures} >virtual_size; cd /")
+                    self.assertFramebufferShows(name, size, bits // 8, channels)
+
+    def testFramebufferOfOtherPixelsIsRefused(self):
+        self.machine.run("modprobe vfb vfb_enable=1")
+        self.addCleanup(self.machine.run, "rmmod vfb")
+        name = self.machine.run("basename /sys/devices/platform/vfb.0/graphics/fb*").strip()
+        console = GuestConsole(self.machine, "refused", f"fbdev:/dev/{name}")
+        self.assertEqual(console.exitStatus(), 1)
+        self.assertIn("8 bits a pixel", console.log())
+
+    def assertFramebufferShows(self, name, size, bytesPerPixel, channels):
+        folder = f"/sys/class/graphics/{name}"
+        console = self.start("depth", f"fbdev:/dev/{name}")
+        # No clock runs: the picture stays while it is read.
+        console.write("A first line\nand a second one")
+        console.awaitNextFrame()
+        console.write("a last one, on the other side where there are two")
+        frame = console.frame(console.awaitNextFrame())
+        self.assertFalse(frame.isOneColour())
+        stride = int(self.machine.run(f"cat {folder}/stride"))
+        row = int(self.machine.run(f"cat {folder}/pan").split(",")[1])
+        memory = self.machine.fetchMemory(f"/dev/{name}")[row * stride:]
+        picture = readPixels(memory, size, stride, bytesPerPixel, channels)
+        expected = frame.withBits([bits for _, bits in channels])
+        if picture != expected:
+            self.keep("picture", picture)
+            self.keep("frame", expected)
+        self.assertEqual(picture, expected)
+        console.end()
 
     def testUserWithoutRightsServesANode(self):
         self.machine.run("chmod 666 /dev/fuse; mkdir -p /run/guest; chown guest /run/guest")
@@ -303,6 +390,58 @@ class BootedConsole(unittest.TestCase):
         self.assertIn("reboot: Power down", self.machine.kernelLog.read_text())
 
 
+class TurnedPanels(MachineTest):
+    """Displays that the kernel is told are mounted turned."""
+
+    kernelArguments = ("video=Virtual-1:panel_orientation=right_side_up "
+                       "video=Virtual-2:panel_orientation=left_side_up")
+
+    TEXT_SIZE = (8 * 20, 16)  # of the text below
+
+    def textPicture(self):
+        self.machine.run(r"printf '\033[2J\033[H\033[?25l' >/dev/tty1")
+        self.machine.awaitPicture(lambda picture: picture.isOneColour())
+        # By one write, and so drawn at once.
+        self.machine.run("printf 'L 7 F, text of a row' >/dev/tty1")
+        return self.machine.awaitPicture(lambda picture: not picture.isOneColour())
+
+    # Clockwise: of the text console as it is turned now, against one that is not.
+    def textRotation(self):
+        setting = "/sys/class/graphics/fbcon/rotate_all"
+        picture = self.textPicture()
+        rotate = self.machine.run("cat /sys/class/graphics/fbcon/rotate").strip()
+        self.machine.run(f"echo 0 >{setting}")
+        upright = self.textPicture().topLeft(*self.TEXT_SIZE)
+        self.machine.run(f"echo {rotate} >{setting}")
+        self.assertFalse(upright.isOneColour())
+        fitting = [degrees for degrees in [0, 90, 180, 270]
+                   if picture.turned(-degrees % 360).topLeft(*self.TEXT_SIZE) == upright]
+        self.assertEqual(len(fitting), 1)
+        return fitting[0]
+
+    def assertTurnedLikeTheText(self, window):
+        rotation = self.textRotation()
+        console = self.startOnDisplay("like", window)
+        playSession(console)
+        self.assertShown(console, rotation=rotation)
+        console.signal("TERM")  # which gives the terminal back to the text
+        return rotation
+
+    def testConsoleIsTurnedLikeTheTextConsole(self):
+        self.machine.run("modprobe bochs; chvt 1")
+        self.assertEqual(self.assertTurnedLikeTheText("kms"), 90)
+        self.assertEqual(self.assertTurnedLikeTheText("fbdev"), 90)
+        for rotate, degrees in [(2, 180), (3, 270), (0, 0)]:
+            self.machine.run(f"echo {rotate} >/sys/class/graphics/fbcon/rotate_all")
+            self.assertEqual(self.assertTurnedLikeTheText("kms"), degrees)
+
+    def testDisplayWithoutATextConsoleIsTurnedByItsPanel(self):
+        self.machine.run("modprobe bochs; modprobe virtio_pci; modprobe virtio_gpu")
+        console = self.start("panel", f"kms:/dev/dri/{self.cardOf('virtio-pci')}")
+        playSession(console)
+        self.assertShown(console, SECOND_DISPLAY, rotation=270)
+
+
 # The driver is not loaded at first, and after the last one nothing runs any more.
 SCENARIOS = [
     "testDisplayThatAppearsLaterIsLit",
@@ -318,25 +457,36 @@ SCENARIOS = [
     "testDisplayOfAnotherSizeShowsTheMiddle",
     "testCardIsTakenByItsName",
     "testHeadlessConsoleLeavesTheDisplayToOthers",
-    "testOtherKindsOfDriversShowTheSameFrames",
+    "testOlderDriverShowsTheSameFrames",
+    "testPictureIsTurnedClockwise",
+    "testTurnedConsoleOfItsOwnSizeGetsAModeOrTheMiddle",
+    "testFramebufferShowsTheSession",
+    "testFramebufferOfEveryDepthShowsTheFrames",
+    "testFramebufferOfOtherPixelsIsRefused",
     "testUserWithoutRightsServesANode",
     "testPowerOffIsNotHeldUp",
+]
+TURNED_SCENARIOS = [
+    "testConsoleIsTurnedLikeTheTextConsole",
+    "testDisplayWithoutATextConsoleIsTurnedByItsPanel",
 ]
 
 
 def load_tests(loader, tests, pattern):
-    return unittest.TestSuite(map(BootedConsole, sys.argv[6:] or SCENARIOS))
+    wanted = sys.argv[6:] or SCENARIOS + TURNED_SCENARIOS
+    return unittest.TestSuite((TurnedPanels if name in TURNED_SCENARIOS else BootedConsole)(name)
+                              for name in wanted)
 
 
 def main():
     cache, *programs = map(pathlib.Path, sys.argv[1:6])
-    BootedConsole.cache = cache
+    MachineTest.cache = cache
     try:
         if platform.machine() != "x86_64":
             raise Unavailable("the emulated machine runs the host's programs, and needs an x86_64")
         requireProgram("qemu-system-x86_64")
-        BootedConsole.otherDriver = programs[-1].name
-        BootedConsole.image = buildImage(cache, programs)
+        MachineTest.otherDriver = programs[-1].name
+        MachineTest.image = buildImage(cache, programs)
     except Unavailable as reason:
         print(f"skipped: {reason}")
         sys.exit(SKIPPED)

@@ -118,13 +118,14 @@ class GuestConsole:
         return f"[ ! -e {self._endFile} ]"
 
 
-def nearestFrame(picture, console, first, last):
+def nearestFrame(picture, console, first, last, rotation=0):
     """The least difference between the picture of a display and any of the console's frames
-    first..last, which are waited for, and the frame's number. Stops at one that is equal."""
+    first..last, which are waited for and turned clockwise by so many degrees, and the frame's
+    number. Stops at one that is equal."""
     nearest = (257, None)
     for number in range(first, last + 1):
         console.awaitFrame(number)
-        seen = console.frame(number).centredOn(*picture.size())
+        seen = console.frame(number).turned(rotation).centredOn(*picture.size())
         nearest = min(nearest, (differenceOf(picture, seen), number))
         if nearest[0] == 0:
             break

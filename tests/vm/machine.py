@@ -6,6 +6,7 @@ sockets handed to the process, so that nothing has to be found or waited for by 
 """
 
 import base64
+import gzip
 import json
 import pathlib
 import shlex
@@ -38,16 +39,17 @@ class CommandFailed(Exception):
 
 
 class Machine:
-    """Boots on creation, with displays of those sizes by their names; usable once it answers.
-    close() ends it, whatever its state."""
+    """Boots on creation, with displays of those sizes by their names and with more arguments for
+    the kernel; usable once it answers. close() ends it, whatever its state."""
 
-    def __init__(self, image, folder, displaySizes):
+    def __init__(self, image, folder, displaySizes, kernelArguments=""):
         self._folder = pathlib.Path(folder)
         self._folder.mkdir(parents=True, exist_ok=True)
         self.kernelLog = self._folder / "kernel.log"
         self._commands, commandsFar = socket.socketpair()
         self._monitor, monitorFar = socket.socketpair()
-        self._process = _startEmulator(image, self.kernelLog, displaySizes, commandsFar, monitorFar)
+        self._process = _startEmulator(image, self.kernelLog, displaySizes, kernelArguments,
+                                       commandsFar, monitorFar)
         for near, far in [(self._commands, commandsFar), (self._monitor, monitorFar)]:
             far.close()
             near.settimeout(HANG_SECONDS)
@@ -90,6 +92,11 @@ class Machine:
     def fetch(self, path):
         """The bytes of a file in the machine."""
         return base64.b64decode(self.run(f"base64 {shlex.quote(path)}"))
+
+    def fetchMemory(self, path):
+        """As fetch(), of a device whose bytes are much alike."""
+        packed = base64.b64decode(self.run(f"gzip -c <{shlex.quote(path)} | base64"))
+        return gzip.decompress(packed)
 
     def fetchText(self, path):
         return self.fetch(path).decode(errors="replace")
@@ -168,7 +175,7 @@ def _spareDisplays():
         yield from ["-device", f"bochs-display,addr=0x{slot},vgamem=64M"]
 
 
-def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
+def _startEmulator(image, kernelLog, displaySizes, kernelArguments, commands, monitor):
     arguments = [
         # Ends with the test, also when the test is killed.
         requireProgram("setpriv"), "--pdeathsig", "KILL",
@@ -181,7 +188,7 @@ def _startEmulator(image, kernelLog, displaySizes, commands, monitor):
         *_spareDisplays(),
         "-kernel", image.kernel, "-initrd", image.initramfs,
         # Under emulation a busy host can make the kernel believe that the timer does not work.
-        "-append", "console=ttyS0 panic=-1 no_timer_check",
+        "-append", f"console=ttyS0 panic=-1 no_timer_check {kernelArguments}",
         "-serial", f"file:{kernelLog}",
         "-chardev", f"socket,id=commands,fd={commands.fileno()}", "-serial", "chardev:commands",
         "-chardev", f"socket,id=monitor,fd={monitor.fileno()}", "-mon", "monitor,mode=control",

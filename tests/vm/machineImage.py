@@ -1,5 +1,5 @@
 """What the emulated machine boots: Debian's kernel and an initramfs made of busybox, the display
-and FUSE drivers as modules, the program with every library that it loads, Mesa and fonts.
+and FUSE drivers as modules, the program with every library that it loads, and fonts.
 
 The image holds no more than that, since each megabyte costs boot time under emulation.
 """
@@ -19,16 +19,11 @@ FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
 FONTS = [FONT, "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"]
 
 # With what each of them needs, they go into the image; the scenarios load them.
-DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "fuse"]
+DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "vfb", "fuse"]
 
 # By which a user without rights mounts a node.
 MOUNT_HELPER = pathlib.Path("/usr/bin/fusermount3")
 USERS = "root:x:0:0::/root:/bin/sh\nguest:x:1000:1000::/tmp:/bin/sh\n"
-
-# Loaded by name at run time, so that no closure of the program's own libraries finds them.
-MESA_FOLDER = pathlib.Path("/usr/lib/x86_64-linux-gnu")
-MESA_LIBRARIES = ["libEGL_mesa.so.0", "libgbm.so.1", "dri/kms_swrast_dri.so"]
-MESA_VENDOR_FILE = "/usr/share/glvnd/egl_vendor.d/50_mesa.json"
 
 
 class MachineImage:
@@ -51,7 +46,6 @@ def buildImage(cache, programs, addMore=None):
     _addSystem(image, busybox / "bin/busybox")
     _addModules(image, kernelFiles)
     _addPrograms(image, [*programs, _present(MOUNT_HELPER)])
-    _addMesa(image)
     for font in FONTS:
         image.addFile(font, _present(font))
     if addMore:
@@ -159,16 +153,6 @@ def _addPrograms(image, programs):
         if program.parent != pathlib.Path("/usr/bin"):
             image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
         _addLibraries(image, program)
-
-
-def _addMesa(image):
-    for name in MESA_LIBRARIES:
-        library = _present(MESA_FOLDER / name)
-        image.addFile(str(library), library)
-        _addLibraries(image, library)
-    # One file under both names: which of them is asked for depends on the EGL platform.
-    image.addLink(f"{MESA_FOLDER}/dri/swrast_dri.so", "kms_swrast_dri.so")
-    image.addFile(MESA_VENDOR_FILE, _present(MESA_VENDOR_FILE))
 
 
 def _addLibraries(image, binary):

@@ -45,6 +45,28 @@ class Picture:
         return Picture(width, height, bytes(toY * width * 3) + seen
                        + bytes((height - rows - toY) * width * 3))
 
+    def turned(self, degrees):
+        """Turned clockwise by 0, 90, 180 or 270 degrees."""
+        picture = self
+        for _ in range(degrees // 90):
+            columns = [picture.pixels[at:at + 3] for at in range(0, len(picture.pixels), 3)]
+            # A row is a column of the picture before, from the bottom up.
+            rows = [b"".join(columns[x::picture.width][::-1]) for x in range(picture.width)]
+            picture = Picture(picture.height, picture.width, b"".join(rows))
+        return picture
+
+    def topLeft(self, width, height):
+        return Picture(width, height, b"".join(self.row(y)[:width * 3] for y in range(height)))
+
+    def withBits(self, bits):
+        """With as many bits of R, G and B, the others 0."""
+        masks = [0xff & ~(0xff >> count) for count in bits]
+        tables = [bytes(value & mask for value in range(256)) for mask in masks]
+        pixels = bytearray(self.pixels)
+        for channel, table in enumerate(tables):
+            pixels[channel::3] = pixels[channel::3].translate(table)
+        return Picture(self.width, self.height, pixels)
+
     def row(self, y):
         return self.pixels[y * self.width * 3:(y + 1) * self.width * 3]
 
@@ -65,6 +87,24 @@ def readPpm(data):
         raise ValueError("not a binary PPM of 8 bits a channel")
     size = int(width) * int(height) * 3
     return Picture(int(width), int(height), data[len(data) - size:])
+
+
+def readPixels(data, size, stride, bytesPerPixel, channels):
+    """Rows of pixels as in a display's memory, `stride` bytes each. `channels` are those of R, G and
+    B in a pixel: the lowest bit and the number of bits, which becomes a value of 0 to 255."""
+    width, height = size
+    values = bytearray()
+    known = {}
+    for y in range(height):
+        row = data[y * stride:y * stride + width * bytesPerPixel]
+        for at in range(0, len(row), bytesPerPixel):
+            pixel = row[at:at + bytesPerPixel]
+            if pixel not in known:
+                number = int.from_bytes(pixel, "little")
+                known[pixel] = bytes((number >> low & (1 << bits) - 1) << 8 - bits
+                                     for low, bits in channels)
+            values += known[pixel]
+    return Picture(width, height, values)
 
 
 def readPng(data):

@@ -4,7 +4,7 @@ import struct
 import unittest
 import zlib
 
-from picture import Picture, differenceOf, readPng, readPpm, writePng
+from picture import Picture, differenceOf, readPixels, readPng, readPpm, writePng
 
 WIDTH, HEIGHT = 7, 5
 PIXELS = bytes((x * 37 + y * 91 + c * 53) & 255
@@ -92,6 +92,29 @@ class PictureTest(unittest.TestCase):
         self.assertFalse(Picture(2, 1, b"\1\2\3\4\5\6").hasColour((2, 3, 4)))
         self.assertTrue(Picture(3, 1, b"\0\2\3\4\0\0\2\3\4").hasColour((2, 3, 4)))
         self.assertFalse(Picture(1, 1, b"\0\0\0").hasColour((0, 0, 1)))
+
+    def testTurnedPictureHasItsRightSideBelow(self):
+        one, two, three, four, five, six = (bytes([n] * 3) for n in range(1, 7))
+        picture = Picture(3, 2, one + two + three + four + five + six)
+        self.assertEqual(picture.turned(0), picture)
+        self.assertEqual(picture.turned(90), Picture(2, 3, four + one + five + two + six + three))
+        self.assertEqual(picture.turned(180), Picture(3, 2, six + five + four + three + two + one))
+        self.assertEqual(picture.turned(270), Picture(2, 3, three + six + two + five + one + four))
+
+    def testTopLeftIsCutOut(self):
+        picture = Picture(3, 2, bytes(range(18)))
+        self.assertEqual(picture.topLeft(2, 1), Picture(2, 1, bytes(range(6))))
+
+    def testPixelsOfADisplaysMemoryAreRead(self):
+        memory = b"\x1f\xf8\xe0\x07..\x00\xf8\x1f\x00.."
+        self.assertEqual(readPixels(memory, (2, 2), 6, 2, [(0, 5), (5, 6), (11, 5)]),
+                         Picture(2, 2, b"\xf8\0\xf8" b"\0\xfc\0" b"\0\0\xf8" b"\xf8\0\0"))
+        self.assertEqual(readPixels(b"\1\2\3\0", (1, 1), 4, 4, [(16, 8), (8, 8), (0, 8)]),
+                         Picture(1, 1, b"\3\2\1"))
+
+    def testFewerBitsAreTheHighOnes(self):
+        self.assertEqual(Picture(1, 1, b"\xff\x87\x0f").withBits((5, 6, 5)),
+                         Picture(1, 1, b"\xf8\x84\x08"))
 
     def testOneChangedPixelIsASecondColour(self):
         self.assertTrue(Picture(2, 2, bytes(12)).isOneColour())

@@ -19,6 +19,7 @@ LayerSettings readLayerSettings() {
     if (colon != std::string::npos)
         settings.windowArgument = window.substr(colon + 1);
     settings.renderer = variable("VELKARIS_RENDERER");
+    settings.rotation = variable("VELKARIS_ROTATION");
     settings.captureFolder = variable("VELKARIS_CAPTURE");
     settings.nodePath = variable("VELKARIS_NODE");
     settings.nodeKind = variable("VELKARIS_NODE_KIND");

@@ -39,4 +39,7 @@ struct Window {
     // are served by the same thread. The picture is always the same one and stays valid, so that a
     // frame which has to wait may be filled later.
     void (*present)(const Picture& picture);
+
+    // Whether it turns the picture as VELKARIS_ROTATION says.
+    bool turnsPictures = false;
 };

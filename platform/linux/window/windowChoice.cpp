@@ -81,8 +81,17 @@ const Window* findWindow(const std::string& name) {
     return nullptr;
 }
 
+// Windows that turn the picture read the setting themselves.
+bool takesRotation(const Window& window) {
+    const std::string rotation = readLayerSettings().rotation;
+    if (window.turnsPictures || rotation.empty() || rotation == kAutomatic || rotation == "0")
+        return true;
+    layerError("VELKARIS_ROTATION: %s does not turn the picture; write auto or 0", window.name);
+    return false;
+}
+
 std::optional<OpenedWindow> openNamed(const Window* window, const std::string& argument) {
-    if (!window)
+    if (!window || !takesRotation(*window))
         return std::nullopt;
     const std::optional<PixelSize> size = window->open(argument);
     if (!size)

@@ -1,7 +1,9 @@
-#include "kd/windows/kmsCard.h"
+#include "window/kms/kmsCard.h"
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <xf86drm.h>
 
 #include <algorithm>
@@ -13,15 +15,15 @@ namespace {
 
 constexpr char kFolder[] = "/dev/dri";
 constexpr char kCardPrefix[] = "card";
-constexpr char kGpuPrefix[] = "renderD";
+constexpr char kFramebufferPrefix[] = "fb";
 
 using Folder = std::unique_ptr<DIR, Release<closedir>>;
 
-// The numbers of all devices with names of the form "<prefix><number>", in their order.
-std::vector<int> deviceNumbers(const char* prefix) {
+// The numbers of all entries of a folder with names of the form "<prefix><number>", in their order.
+std::vector<int> numbersIn(const std::string& path, const char* prefix) {
     std::vector<int> numbers;
     const size_t prefixLength = std::strlen(prefix);
-    const Folder folder(opendir(kFolder));
+    const Folder folder(opendir(path.c_str()));
     while (const dirent* entry = folder ? readdir(folder.get()) : nullptr) {
         const char* const name = entry->d_name;
         const char* const end = name + std::strlen(name);
@@ -43,13 +45,9 @@ bool hasDisplays(int fd) {
 
 std::vector<std::string> cardPaths() {
     std::vector<std::string> paths;
-    for (const int number : deviceNumbers(kCardPrefix))
+    for (const int number : numbersIn(kFolder, kCardPrefix))
         paths.push_back(std::string(kFolder) + "/" + kCardPrefix + std::to_string(number));
     return paths;
-}
-
-bool machineHasGpu() {
-    return !deviceNumbers(kGpuPrefix).empty();
 }
 
 std::shared_ptr<KmsCard> openCard(const std::string& path) {
@@ -64,6 +62,17 @@ std::shared_ptr<KmsCard> openCard(const std::string& path) {
     drmSetClientCap(fd.get(), DRM_CLIENT_CAP_UNIVERSAL_PLANES, 1);
     const bool isAtomic = drmSetClientCap(fd.get(), DRM_CLIENT_CAP_ATOMIC, 1) == 0;
     return std::make_shared<KmsCard>(KmsCard{path, std::move(fd), isAtomic});
+}
+
+int framebufferOf(const KmsCard& card) {
+    struct stat status {};
+    if (fstat(card.fd.get(), &status) != 0)
+        return -1;
+    const std::string device =
+        std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
+    const std::vector<int> numbers =
+        numbersIn("/sys/dev/char/" + device + "/device/graphics", kFramebufferPrefix);
+    return numbers.empty() ? -1 : numbers.front();
 }
 
 bool isCardThere(const KmsCard& card) {

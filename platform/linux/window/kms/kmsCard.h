@@ -28,14 +28,14 @@ struct KmsCard {
 // The cards of the machine by their paths, in the order of their numbers; empty if it has none.
 std::vector<std::string> cardPaths();
 
-// Whether any GPU can be drawn with on this machine, be it a card's own or one that draws for cards
-// without.
-bool machineHasGpu();
-
 // Opens the card and finds out what it can do. Null with errno, EOPNOTSUPP when it is no card or
-// one without displays. Becomes master of a card that nobody is master of, by the kernel's own
+// one without displays. Becomes master of a card that has no master, by the kernel's own
 // rule.
 std::shared_ptr<KmsCard> openCard(const std::string& path);
+
+// The number of the framebuffer (/dev/fbN) by which the kernel's text console draws on the card; -1
+// if it has none, or /sys is not mounted.
+int framebufferOf(const KmsCard& card);
 
 // False once the card has vanished: nothing can be done with what is still open of it.
 bool isCardThere(const KmsCard& card);

@@ -1,4 +1,4 @@
-#include "kd/windows/kmsChoice.h"
+#include "window/kms/kmsChoice.h"
 
 #include <drm_fourcc.h>
 
@@ -8,10 +8,8 @@
 
 namespace {
 
-constexpr size_t kBytesPerPixel = 4;
-
-// The planes that take 8 bits a channel, the best first.
-constexpr uint32_t kPlaneFormats[] = {DRM_FORMAT_XRGB8888, DRM_FORMAT_ARGB8888};
+// The best first.
+constexpr uint32_t kPlaneFormats[] = {DRM_FORMAT_XRGB8888, DRM_FORMAT_ARGB8888, DRM_FORMAT_RGB565};
 
 // A boot loader's mode may differ from the display's own description by a rounded pixel clock.
 bool isAlike(const drmModeModeInfo& left, const drmModeModeInfo& right) {
@@ -25,7 +23,7 @@ bool isPreferred(const drmModeModeInfo& mode) {
 }
 
 std::vector<drmModeModeInfo> ofSize(const std::vector<drmModeModeInfo>& modes,
-                                    const DisplaySize& size) {
+                                    const PixelSize& size) {
     std::vector<drmModeModeInfo> found;
     std::copy_if(modes.begin(), modes.end(), std::back_inserter(found), [&](const auto& mode) {
         return mode.hdisplay == size.width && mode.vdisplay == size.height;
@@ -33,16 +31,11 @@ std::vector<drmModeModeInfo> ofSize(const std::vector<drmModeModeInfo>& modes,
     return found;
 }
 
-// The offset into the longer of the two at which the shorter is in its middle; 0 for the shorter.
-int32_t middle(int32_t length, int32_t other) {
-    return length > other ? (length - other) / 2 : 0;
-}
-
 }  // namespace
 
 std::optional<drmModeModeInfo> chooseMode(const std::vector<drmModeModeInfo>& modes,
                                           const drmModeModeInfo* running,
-                                          const std::optional<DisplaySize>& wanted) {
+                                          const std::optional<PixelSize>& wanted) {
     if (wanted) {
         const std::vector<drmModeModeInfo> fitting = ofSize(modes, *wanted);
         if (!fitting.empty())
@@ -76,33 +69,23 @@ uint32_t choosePlaneFormat(const std::vector<uint32_t>& formats) {
     return 0;
 }
 
-Placement placeCentred(const DisplaySize& picture, const DisplaySize& display) {
-    return {
-        middle(picture.width, display.width),   middle(picture.height, display.height),
-        middle(display.width, picture.width),   middle(display.height, picture.height),
-        std::min(picture.width, display.width), std::min(picture.height, display.height),
-    };
+PixelFormat pixelFormatOf(uint32_t format) {
+    return format == DRM_FORMAT_RGB565 ? kFormat565 : kFormat8888;
 }
 
-void copyPlaced(const uint8_t* rgba, const DisplaySize& picture, const Placement& placement,
-                uint8_t* buffer, size_t stride) {
-    for (int32_t y = 0; y < placement.height; ++y) {
-        const int32_t rowFromBottom = picture.height - 1 - (placement.fromY + y);
-        const uint8_t* from =
-            rgba + (static_cast<size_t>(rowFromBottom) * static_cast<size_t>(picture.width) +
-                    static_cast<size_t>(placement.fromX)) *
-                       kBytesPerPixel;
-        uint8_t* to = buffer + static_cast<size_t>(placement.toY + y) * stride +
-                      static_cast<size_t>(placement.toX) * kBytesPerPixel;
-        for (int32_t x = 0; x < placement.width; ++x) {
-            to[0] = from[2];
-            to[1] = from[1];
-            to[2] = from[0];
-            to[3] = 0xff;
-            from += kBytesPerPixel;
-            to += kBytesPerPixel;
-        }
-    }
+Rotation rotationOfPanel(const std::string& orientation) {
+    if (orientation == "Right Side Up")
+        return Rotation::by90;
+    if (orientation == "Upside Down")
+        return Rotation::by180;
+    return orientation == "Left Side Up" ? Rotation::by270 : Rotation::by0;
+}
+
+Rotation rotationOfTextConsole(Rotation panel, bool planeTurnsBy180,
+                               std::optional<Rotation> drawn) {
+    if (planeTurnsBy180 && panel == Rotation::by180)
+        return panel + drawn.value_or(Rotation::by0);
+    return drawn.value_or(panel);
 }
 
 std::string describeCardError(const std::string& path, int error) {

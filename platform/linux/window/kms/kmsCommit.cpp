@@ -1,4 +1,4 @@
-#include "kd/windows/kmsCommit.h"
+#include "window/kms/kmsCommit.h"
 
 #include <xf86drm.h>
 
@@ -13,21 +13,21 @@ constexpr uint32_t kFlip = DRM_MODE_ATOMIC_NONBLOCK | DRM_MODE_PAGE_FLIP_EVENT;
 // A mode as the kernel takes it: as a blob, for as long as a commit needs it.
 class ModeBlob {
 public:
-    ModeBlob(const KmsCard& card, const drmModeModeInfo& mode) : fd(card.fd.get()) {
-        if (drmModeCreatePropertyBlob(fd, &mode, sizeof mode, &blob) != 0)
-            blob = 0;
+    ModeBlob(const KmsCard& card, const drmModeModeInfo& mode) : fd_(card.fd.get()) {
+        if (drmModeCreatePropertyBlob(fd_, &mode, sizeof mode, &blob_) != 0)
+            blob_ = 0;
     }
     ModeBlob(const ModeBlob&) = delete;
     ModeBlob& operator=(const ModeBlob&) = delete;
     ~ModeBlob() {
-        if (blob != 0)
-            drmModeDestroyPropertyBlob(fd, blob);
+        if (blob_ != 0)
+            drmModeDestroyPropertyBlob(fd_, blob_);
     }
-    uint32_t id() const { return blob; }
+    uint32_t id() const { return blob_; }
 
 private:
-    int fd;
-    uint32_t blob = 0;
+    int fd_;
+    uint32_t blob_ = 0;
 };
 
 void* eventData(uintptr_t flipNumber) {
@@ -51,6 +51,9 @@ void addPlane(drmModeAtomicReq* request, const KmsOutput& output, uint32_t buffe
     add(ids.planeCrtcY, 0);
     add(ids.planeCrtcW, width);
     add(ids.planeCrtcH, height);
+    // The text console may have left it turned.
+    if (ids.planeRotation != 0)
+        add(ids.planeRotation, DRM_MODE_ROTATE_0);
 }
 
 int commit(const KmsCard& card, drmModeAtomicReq* request, uint32_t flags, uintptr_t flipNumber) {

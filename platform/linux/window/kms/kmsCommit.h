@@ -3,7 +3,7 @@
 // does.
 #pragma once
 
-#include "kd/windows/kmsOutput.h"
+#include "window/kms/kmsOutput.h"
 
 struct CommitResult {
     int error;        // 0, or an errno; EBUSY: the commit before is not on the display yet

@@ -1,9 +1,11 @@
-#include "kd/windows/kmsDisplay.h"
+#include "window/kms/kmsDisplay.h"
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "report/layerError.h"
+#include "window/kms/kmsChoice.h"
 
 namespace {
 
@@ -19,7 +21,7 @@ uintptr_t lastFlipNumber = 0;
 KmsDisplay::KmsDisplay(std::shared_ptr<KmsCard> card, KmsOutput output)
     : card_(std::move(card)),
       output_(std::move(output)),
-      copies(card_, output_.size(), output_.format) {}
+      scanout_(pixelFormatOf(output_.format), output_.size(), output_.rotation) {}
 
 KmsDisplay::~KmsDisplay() {
     darkenOutput(*card_, output_);
@@ -28,82 +30,108 @@ KmsDisplay::~KmsDisplay() {
 bool KmsDisplay::isThere() {
     const OutputState state = outputState(*card_, output_);
     if (state == OutputState::linkLost)
-        isLit = false;
+        isLit_ = false;
     return state != OutputState::gone;
 }
 
-void KmsDisplay::show(KmsFramePtr frame) {
-    newest = std::move(frame);
-    framesWaited = underWay ? framesWaited + 1 : 0;
+void KmsDisplay::show(const Picture& picture) {
+    picture_ = &picture;
+    framesWaited_ = underWay_ ? framesWaited_ + 1 : 0;
     bringNewest();
 }
 
-void KmsDisplay::showCopy(const uint8_t* rgba, const DisplaySize& picture) {
-    newest.reset();  // its memory serves the newer one
-    show(copies.copy(rgba, picture));
-}
-
 void KmsDisplay::pause() {
-    isPaused = true;
+    isPaused_ = true;
 }
 
 void KmsDisplay::resume() {
-    isPaused = false;
-    isLit = false;
-    // Whether its event still comes is up to whoever had the display meanwhile.
-    if (underWay)
-        shown = std::move(underWay);
-    if (!newest)
-        newest = shown;
+    isPaused_ = false;
+    isLit_ = false;
+    // Whether its event still comes depends on the program that had the display.
+    if (underWay_)
+        shown_ = std::exchange(underWay_, nullptr);
     bringNewest();
 }
 
 void KmsDisplay::flipped(uintptr_t number) {
-    if (number != flipNumber || !underWay)
+    if (number != flipNumber_ || !underWay_)
         return;
-    shown = std::move(underWay);
+    shown_ = std::exchange(underWay_, nullptr);
     bringNewest();
 }
 
 void KmsDisplay::bringNewest() {
-    if (!newest || isPaused || (underWay && !isOverdue()))
+    if (!picture_ || isPaused_ || (underWay_ && !isOverdue()))
         return;
-    const CommitResult result = commit(*newest);
+    if (underWay_)
+        shown_ = std::exchange(underWay_, nullptr);
+    if (isLit_ && shown_ && isNewest(*shown_))
+        return;
+    Side* const next = filledSide();
+    if (!next)
+        return;
+    const CommitResult result = commit(*next->buffer);
     // The one before is still under way, by its event or without one: the next tick tries again.
     if (result.error == EBUSY)
         return;
     if (result.error != 0)
         return failed(result.error);
-    isLit = true;
-    reportedError = 0;
+    isLit_ = true;
+    reportedError_ = 0;
     if (!result.isFollowed) {
-        underWay.reset();
-        shown = std::move(newest);
+        shown_ = next;
         return;
     }
-    underWay = std::move(newest);
-    flipNumber = lastFlipNumber;
-    framesWaited = 0;
+    underWay_ = next;
+    flipNumber_ = lastFlipNumber;
+    framesWaited_ = 0;
 }
 
-CommitResult KmsDisplay::commit(const KmsFrame& frame) {
+bool KmsDisplay::isNewest(const Side& side) const {
+    return side.frame != 0 && picture_->changedSince(side.frame).empty();
+}
+
+// The side that holds the newest frame: the shown one if it does, else the other one, in which the
+// rows are written that it lacks. Null after printing that there is no memory for it.
+KmsDisplay::Side* KmsDisplay::filledSide() {
+    if (shown_ && isNewest(*shown_))
+        return shown_;
+    Side* const side = shown_ == &sides_[0] ? &sides_[1] : &sides_[0];
+    if (!side->buffer) {
+        side->buffer = KmsBuffer::create(card_, output_.size(), output_.format);
+        side->frame = 0;
+    }
+    if (!side->buffer) {
+        if (!isMemoryReported_)
+            layerError("kms: %s has no memory for a picture of %dx%d: %s", card_->path.c_str(),
+                       output_.size().width, output_.size().height, std::strerror(errno));
+        isMemoryReported_ = true;
+        return nullptr;
+    }
+    scanout_.write(*picture_, side->frame, side->buffer->memory());
+    side->frame = picture_->frame();
+    return side;
+}
+
+CommitResult KmsDisplay::commit(const KmsBuffer& buffer) {
     ++lastFlipNumber;
-    if (isLit) {
-        const CommitResult flipped = flipOutput(*card_, output_, frame.buffer, lastFlipNumber);
+    if (isLit_) {
+        const CommitResult flipped =
+            flipOutput(*card_, output_, buffer.framebuffer(), lastFlipNumber);
         if (flipped.error == 0 || flipped.error == EBUSY)
             return flipped;
     }
-    return lightOutput(*card_, output_, frame.buffer, lastFlipNumber);
+    return lightOutput(*card_, output_, buffer.framebuffer(), lastFlipNumber);
 }
 
 void KmsDisplay::failed(int error) {
-    isLit = false;
-    if (error != reportedError)
+    isLit_ = false;
+    if (error != reportedError_)
         layerError("kms: can't show the picture on %s: %s", output_.name.c_str(),
                    std::strerror(error));
-    reportedError = error;
+    reportedError_ = error;
 }
 
 bool KmsDisplay::isOverdue() const {
-    return framesWaited > kFramesOfPatience;
+    return framesWaited_ > kFramesOfPatience;
 }

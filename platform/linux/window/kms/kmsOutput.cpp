@@ -1,4 +1,4 @@
-#include "kd/windows/kmsOutput.h"
+#include "window/kms/kmsOutput.h"
 
 #include <drm_fourcc.h>
 #include <xf86drm.h>
@@ -15,6 +15,7 @@ using DrmProperty = std::unique_ptr<drmModePropertyRes, Release<drmModeFreePrope
 struct PropertyValue {
     uint32_t id;
     uint64_t value;
+    std::map<std::string, uint64_t> choices;  // of values that have names: bits, or values
 };
 using PropertyValues = std::map<std::string, PropertyValue>;
 
@@ -23,8 +24,12 @@ PropertyValues propertiesOf(const KmsCard& card, uint32_t object, uint32_t type)
     const DrmProperties all(drmModeObjectGetProperties(card.fd.get(), object, type));
     for (uint32_t i = 0; all && i < all->count_props; ++i) {
         const DrmProperty property(drmModeGetProperty(card.fd.get(), all->props[i]));
-        if (property)
-            values[property->name] = {property->prop_id, all->prop_values[i]};
+        if (!property)
+            continue;
+        PropertyValue& value = values[property->name];
+        value = {property->prop_id, all->prop_values[i], {}};
+        for (int choice = 0; choice < property->count_enums; ++choice)
+            value.choices[property->enums[choice].name] = property->enums[choice].value;
     }
     return values;
 }
@@ -34,18 +39,37 @@ uint32_t idOf(const PropertyValues& values, const char* name) {
     return found == values.end() ? 0 : found->second.id;
 }
 
-KmsPropertyIds propertyIds(const KmsCard& card, const KmsOutput& output) {
-    const PropertyValues connector =
-        propertiesOf(card, output.connector, DRM_MODE_OBJECT_CONNECTOR);
-    const PropertyValues crtc = propertiesOf(card, output.crtc, DRM_MODE_OBJECT_CRTC);
-    const PropertyValues plane = propertiesOf(card, output.plane, DRM_MODE_OBJECT_PLANE);
+KmsPropertyIds propertyIds(const PropertyValues& connector, const PropertyValues& crtc,
+                           const PropertyValues& plane) {
     return {
         idOf(connector, "CRTC_ID"), idOf(connector, "link-status"), idOf(crtc, "ACTIVE"),
         idOf(crtc, "MODE_ID"),      idOf(plane, "FB_ID"),           idOf(plane, "CRTC_ID"),
         idOf(plane, "SRC_X"),       idOf(plane, "SRC_Y"),           idOf(plane, "SRC_W"),
         idOf(plane, "SRC_H"),       idOf(plane, "CRTC_X"),          idOf(plane, "CRTC_Y"),
-        idOf(plane, "CRTC_W"),      idOf(plane, "CRTC_H"),
+        idOf(plane, "CRTC_W"),      idOf(plane, "CRTC_H"),          idOf(plane, "rotation"),
     };
+}
+
+// The name of the value that a property has; empty if there is none of that name.
+std::string choiceOf(const PropertyValues& values, const char* name) {
+    const auto found = values.find(name);
+    if (found == values.end())
+        return "";
+    for (const auto& [choice, value] : found->second.choices) {
+        if (value == found->second.value)
+            return choice;
+    }
+    return "";
+}
+
+Rotation textConsoleRotationOf(const KmsCard& card, const PropertyValues& connector,
+                               const PropertyValues& plane) {
+    const auto rotation = plane.find("rotation");
+    // The kernel's text console turns planes of atomic drivers only.
+    const bool planeTurnsBy180 = card.isAtomic && rotation != plane.end() &&
+                                 rotation->second.choices.count("rotate-180") != 0;
+    return rotationOfTextConsole(rotationOfPanel(choiceOf(connector, "panel orientation")),
+                                 planeTurnsBy180, textConsoleRotation(framebufferOf(card)));
 }
 
 std::string connectorName(const drmModeConnector& connector) {
@@ -120,7 +144,7 @@ DrmPlane choosePlane(const KmsCard& card, uint32_t crtc, int crtcIndex) {
 }
 
 std::optional<drmModeModeInfo> modeFor(const KmsCard& card, const drmModeConnector& connector,
-                                       uint32_t crtc, const std::optional<DisplaySize>& wanted) {
+                                       uint32_t crtc, const std::optional<PixelSize>& wanted) {
     const DrmCrtc state(drmModeGetCrtc(card.fd.get(), crtc));
     const bool isRunning = state && state->mode_valid && runningCrtc(card, connector) == crtc;
     return chooseMode({connector.modes, connector.modes + connector.count_modes},
@@ -128,8 +152,7 @@ std::optional<drmModeModeInfo> modeFor(const KmsCard& card, const drmModeConnect
 }
 
 std::optional<KmsOutput> outputFor(const KmsCard& card, const drmModeRes& resources,
-                                   const drmModeConnector& connector,
-                                   const std::optional<DisplaySize>& wanted) {
+                                   const drmModeConnector& connector, const OutputWish& wish) {
     const int crtcIndex = chooseCrtc(card, resources, connector);
     if (crtcIndex < 0)
         return std::nullopt;
@@ -138,11 +161,9 @@ std::optional<KmsOutput> outputFor(const KmsCard& card, const drmModeRes& resour
     output.connector = connector.connector_id;
     output.crtc = resources.crtcs[crtcIndex];
 
-    const auto mode = modeFor(card, connector, output.crtc, wanted);
     const DrmPlane plane = choosePlane(card, output.crtc, crtcIndex);
-    if (!mode || (card.isAtomic && !plane))
+    if (card.isAtomic && !plane)
         return std::nullopt;
-    output.mode = *mode;
     output.plane = plane ? plane->plane_id : 0;
     // A driver older than planes shows what all of them show.
     output.format = plane
@@ -150,15 +171,29 @@ std::optional<KmsOutput> outputFor(const KmsCard& card, const drmModeRes& resour
                         : DRM_FORMAT_XRGB8888;
     if (output.format == 0)
         return std::nullopt;
+
+    const PropertyValues connectorValues =
+        propertiesOf(card, output.connector, DRM_MODE_OBJECT_CONNECTOR);
+    const PropertyValues planeValues = propertiesOf(card, output.plane, DRM_MODE_OBJECT_PLANE);
+    output.rotation =
+        wish.rotation ? *wish.rotation : textConsoleRotationOf(card, connectorValues, planeValues);
     if (card.isAtomic)
-        output.ids = propertyIds(card, output);
+        output.ids = propertyIds(
+            connectorValues, propertiesOf(card, output.crtc, DRM_MODE_OBJECT_CRTC), planeValues);
+
+    std::optional<PixelSize> wanted;
+    if (wish.size)
+        wanted = turned(*wish.size, output.rotation);
+    const auto mode = modeFor(card, connector, output.crtc, wanted);
+    if (!mode)
+        return std::nullopt;
+    output.mode = *mode;
     return output;
 }
 
 }  // namespace
 
-std::optional<KmsOutput> findOutput(const KmsCard& card, const std::optional<DisplaySize>& wanted,
-                                    bool probe) {
+std::optional<KmsOutput> findOutput(const KmsCard& card, const OutputWish& wish, bool probe) {
     const DrmResources resources(drmModeGetResources(card.fd.get()));
     for (int i = 0; resources && i < resources->count_connectors; ++i) {
         const uint32_t id = resources->connectors[i];
@@ -171,7 +206,7 @@ std::optional<KmsOutput> findOutput(const KmsCard& card, const std::optional<Dis
         connector.reset(drmModeGetConnector(card.fd.get(), id));
         if (!connector || connector->connection != DRM_MODE_CONNECTED)
             continue;
-        if (auto output = outputFor(card, *resources, *connector, wanted))
+        if (auto output = outputFor(card, *resources, *connector, wish))
             return output;
     }
     return std::nullopt;

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "kd/windows/kmsCard.h"
-#include "kd/windows/kmsChoice.h"
+#include "window/kms/kmsCard.h"
+#include "window/kms/kmsChoice.h"
 
 // The numbers under which an atomic driver knows the properties that a commit sets; 0: it has none
 // of that name.
@@ -18,6 +18,7 @@ struct KmsPropertyIds {
     uint32_t planeFb, planeCrtc;
     uint32_t planeSrcX, planeSrcY, planeSrcW, planeSrcH;
     uint32_t planeCrtcX, planeCrtcY, planeCrtcW, planeCrtcH;
+    uint32_t planeRotation;
 };
 
 struct KmsOutput {
@@ -27,15 +28,22 @@ struct KmsOutput {
     uint32_t plane;   // 0: the driver shows none
     uint32_t format;  // of the buffers that it shows
     drmModeModeInfo mode;
+    Rotation rotation;   // how the picture is turned on its way to the display
     KmsPropertyIds ids;  // all 0 unless the card is atomic
 
-    DisplaySize size() const { return {mode.hdisplay, mode.vdisplay}; }
+    PixelSize size() const { return {mode.hdisplay, mode.vdisplay}; }
+    PixelSize consoleSize() const { return turned(size(), rotation); }  // that fills the display
+};
+
+// What a console wants of the display that it gets.
+struct OutputWish {
+    std::optional<PixelSize> size;     // of the console; nothing: the display's own
+    std::optional<Rotation> rotation;  // nothing: that of the kernel's text console
 };
 
 // The first display that is connected to the card and can be fed. Asks the displays themselves only
 // when they are connected and `probe` is not set: that takes its time. Prints nothing.
-std::optional<KmsOutput> findOutput(const KmsCard& card, const std::optional<DisplaySize>& wanted,
-                                    bool probe);
+std::optional<KmsOutput> findOutput(const KmsCard& card, const OutputWish& wish, bool probe);
 
 // What the kernel knows of it at this moment, without asking the display.
 enum class OutputState { connected, linkLost, gone };

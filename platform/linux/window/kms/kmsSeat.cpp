@@ -1,4 +1,4 @@
-#include "kd/windows/kmsHotplug.h"
+#include "window/kms/kmsSeat.h"
 
 #include <xf86drm.h>
 
@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "dispatch/eventLoop.h"
-#include "kd/windows/kmsTerminal.h"
 #include "report/layerError.h"
+#include "window/terminal/virtualTerminal.h"
 
 namespace {
 
-struct Hotplug {
-    std::string path;                             // of the only card that may be taken; empty: any
+struct Seat {
+    std::string path;  // of the only card that may be taken; empty: any
+    std::optional<Rotation> rotation;
     std::vector<std::shared_ptr<KmsCard>> cards;  // those that are open
     std::unique_ptr<KmsDisplay> display;          // null while there is none
     bool askedForTerminal = false;
@@ -21,14 +22,14 @@ struct Hotplug {
 };
 
 // Never destroyed: the exit handler of the terminal needs it.
-Hotplug& hotplug() {
-    static auto* state = new Hotplug;
+Seat& seat() {
+    static auto* state = new Seat;
     return *state;
 }
 
 void onFlip(int, unsigned, unsigned, unsigned, void* number) {
-    if (hotplug().display)
-        hotplug().display->flipped(reinterpret_cast<uintptr_t>(number));
+    if (seat().display)
+        seat().display->flipped(reinterpret_cast<uintptr_t>(number));
 }
 
 void handleCardEvents(void* card) {
@@ -39,21 +40,21 @@ void handleCardEvents(void* card) {
 }
 
 void leaveDisplay() {
-    if (hotplug().display)
-        hotplug().display->pause();
-    for (const auto& card : hotplug().cards)
+    if (seat().display)
+        seat().display->pause();
+    for (const auto& card : seat().cards)
         dropMaster(*card);
 }
 
 void sayOnce(const std::string& trouble) {
-    if (!trouble.empty() && trouble != hotplug().trouble)
+    if (!trouble.empty() && trouble != seat().trouble)
         layerError("kms: %s", trouble.c_str());
-    hotplug().trouble = trouble;
+    seat().trouble = trouble;
 }
 
 // Takes the display back where the program ought to have it and does not.
 void regainDisplay() {
-    KmsDisplay* const display = hotplug().display.get();
+    KmsDisplay* const display = seat().display.get();
     if (!display || !isTerminalSeen() || isMaster(*display->card()))
         return;
     if (!becomeMaster(*display->card()))
@@ -63,11 +64,11 @@ void regainDisplay() {
 }
 
 std::vector<std::string> candidatePaths() {
-    return hotplug().path.empty() ? cardPaths() : std::vector<std::string>{hotplug().path};
+    return seat().path.empty() ? cardPaths() : std::vector<std::string>{seat().path};
 }
 
 void forgetVanishedCards() {
-    auto& cards = hotplug().cards;
+    auto& cards = seat().cards;
     const auto isGone = [](const std::shared_ptr<KmsCard>& card) {
         const bool gone = !isCardThere(*card);
         if (gone)
@@ -78,7 +79,7 @@ void forgetVanishedCards() {
 }
 
 std::shared_ptr<KmsCard> knownCard(const std::string& path) {
-    for (const auto& card : hotplug().cards) {
+    for (const auto& card : seat().cards) {
         if (card->path == path)
             return card;
     }
@@ -90,25 +91,25 @@ std::shared_ptr<KmsCard> newCard(const std::string& path) {
     std::shared_ptr<KmsCard> card = openCard(path);
     if (!card || !eventLoopWatch(card->fd.get(), handleCardEvents, card.get()))
         return nullptr;
-    hotplug().cards.push_back(card);
+    seat().cards.push_back(card);
     return card;
 }
 
 void closeCard(const std::shared_ptr<KmsCard>& card) {
     eventLoopForget(card->fd.get());
-    auto& cards = hotplug().cards;
+    auto& cards = seat().cards;
     cards.erase(std::remove(cards.begin(), cards.end(), card), cards.end());
 }
 
-// Others may have the cards that are not used. They stay open: one of them may draw the frames.
+// Others may have the cards that are not used. They stay open, to be asked for displays again.
 void dropOtherCards(const std::shared_ptr<KmsCard>& used) {
-    for (const auto& card : hotplug().cards) {
+    for (const auto& card : seat().cards) {
         if (card != used)
             dropMaster(*card);
     }
 }
 
-// False with errno when the display may not be had.
+// False with errno when the program may not have the display.
 bool takeDisplay(const std::shared_ptr<KmsCard>& card, const KmsOutput& output) {
     const bool isSeen = isTerminalSeen();
     if (!isSeen) {
@@ -120,12 +121,12 @@ bool takeDisplay(const std::shared_ptr<KmsCard>& card, const KmsOutput& output) 
         errno = error;
         return false;
     }
-    hotplug().display = std::make_unique<KmsDisplay>(card, output);
+    seat().display = std::make_unique<KmsDisplay>(card, output);
     if (!isSeen)
-        hotplug().display->pause();
-    if (!hotplug().askedForTerminal)
+        seat().display->pause();
+    if (!seat().askedForTerminal)
         claimTerminal(leaveDisplay, regainDisplay);
-    hotplug().askedForTerminal = true;
+    seat().askedForTerminal = true;
     dropOtherCards(card);
     return true;
 }
@@ -135,9 +136,10 @@ bool isInTheWay(int error) {
     return error == EACCES || error == EPERM || error == EBUSY;
 }
 
-// Looks for a display that is connected, and takes it. Returns why none could be had, which is
+// Looks for a display that is connected, and takes it. Returns why none can be taken, which is
 // nothing when none is there.
-std::string findDisplay(const std::optional<DisplaySize>& wanted) {
+std::string findDisplay(const std::optional<PixelSize>& size) {
+    const OutputWish wish{size, seat().rotation};
     std::string trouble;
     for (const std::string& path : candidatePaths()) {
         std::shared_ptr<KmsCard> card = knownCard(path);
@@ -146,12 +148,12 @@ std::string findDisplay(const std::optional<DisplaySize>& wanted) {
             card = newCard(path);
         int error = card ? 0 : errno;
         if (card) {
-            const auto output = findOutput(*card, wanted, isNew);
+            const auto output = findOutput(*card, wish, isNew);
             if (output && takeDisplay(card, *output))
                 return "";
             error = output ? errno : 0;
         }
-        const bool matters = !hotplug().path.empty() || isInTheWay(error);
+        const bool matters = !seat().path.empty() || isInTheWay(error);
         if (error != 0 && matters && trouble.empty())
             trouble = describeCardError(path, error);
     }
@@ -166,16 +168,17 @@ void sayWhatIsShown(const KmsDisplay& display) {
 
 }  // namespace
 
-bool startDisplaySearch(const std::string& path, const std::optional<DisplaySize>& wanted) {
-    hotplug() = {};
-    hotplug().path = path;
-    const std::string trouble = findDisplay(wanted);
+bool takeSeat(const std::string& path, const OutputWish& wish) {
+    seat() = {};
+    seat().path = path;
+    seat().rotation = wish.rotation;
+    const std::string trouble = findDisplay(wish.size);
     sayOnce(trouble);
     return trouble.empty();
 }
 
-void followDisplay(const DisplaySize& consoleSize) {
-    std::unique_ptr<KmsDisplay>& display = hotplug().display;
+void followDisplay(const PixelSize& consoleSize) {
+    std::unique_ptr<KmsDisplay>& display = seat().display;
     if (display && display->isThere())
         return regainDisplay();
     if (display) {
@@ -190,5 +193,5 @@ void followDisplay(const DisplaySize& consoleSize) {
 }
 
 KmsDisplay* currentDisplay() {
-    return hotplug().display.get();
+    return seat().display.get();
 }

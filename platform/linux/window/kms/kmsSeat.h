@@ -1,21 +1,19 @@
-// Finds the display that the console is on, and follows what becomes of it: cards and displays may
-// come and go at any time, and so may the terminal. The kernel is asked before each frame, once a
-// second then; that is a few calls that touch no hardware, and needs no other process.
+// The seat of the console: the cards that it may use, the display that it is on, and its terminal.
+// All of them may come and go at any time. The kernel is asked before each frame, once a second
+// then; that is a few calls that touch no hardware, and needs no other process.
 #pragma once
 
 #include <optional>
 #include <string>
 
-#include "kd/windows/backend.h"
-#include "kd/windows/kmsDisplay.h"
+#include "window/kms/kmsDisplay.h"
 
-// Looks for a display for the first time, on the card of that path or, if it is empty, on any, and
-// for a console of that size, if one is wanted. False after printing why none may be had; that
-// there is none at all is no failure.
-bool startDisplaySearch(const std::string& path, const std::optional<DisplaySize>& wanted);
+// Looks for a display for the first time, on the card of that path or, if it is empty, on any.
+// False after printing why none can be taken; that there is none at all is no failure.
+bool takeSeat(const std::string& path, const OutputWish& wish);
 
 // Takes in what has changed since, for a console of that size. Prints what there is to know.
-void followDisplay(const DisplaySize& consoleSize);
+void followDisplay(const PixelSize& consoleSize);
 
 // The display as it was found last; null while there is none. Valid until the next followDisplay.
 KmsDisplay* currentDisplay();

@@ -1,10 +1,9 @@
-// Mode, format and place of a picture on displays of all kinds, and what is said of cards.
-#include "kd/windows/kmsChoice.h"
+// Mode, format and direction of a picture on displays of all kinds, and what is said of cards.
+#include "window/kms/kmsChoice.h"
 
 #include <drm_fourcc.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cerrno>
 
 namespace {
@@ -27,7 +26,7 @@ using Modes = std::vector<drmModeModeInfo>;
 
 // "WIDTHxHEIGHT@REFRESH", or "none".
 std::string chosen(const Modes& modes, const drmModeModeInfo* running = nullptr,
-                   std::optional<DisplaySize> wanted = std::nullopt) {
+                   std::optional<PixelSize> wanted = std::nullopt) {
     const auto info = chooseMode(modes, running, wanted);
     return info ? std::to_string(info->hdisplay) + "x" + std::to_string(info->vdisplay) + "@" +
                       std::to_string(info->vrefresh)
@@ -45,7 +44,7 @@ TEST(KmsMode, IsTheFirstWhereNoneIsPreferred) {
 TEST(KmsMode, IsNoneOfADisplayWithoutModes) {
     const drmModeModeInfo running = mode(800, 600);
     EXPECT_EQ(chosen({}), "none");
-    EXPECT_EQ(chosen({}, &running, DisplaySize{800, 600}), "none");
+    EXPECT_EQ(chosen({}, &running, PixelSize{800, 600}), "none");
 }
 
 TEST(KmsMode, IsTheRunningOneRatherThanThePreferred) {
@@ -75,19 +74,19 @@ TEST(KmsMode, ThatRunsButDoesNotFitTheDisplayIsLeft) {
 TEST(KmsMode, OfTheWantedSizeGoesBeforeRunningAndPreferred) {
     const drmModeModeInfo running = mode(640, 480);
     const Modes modes{preferred(1920, 1080), mode(640, 480), mode(800, 600)};
-    EXPECT_EQ(chosen(modes, &running, DisplaySize{800, 600}), "800x600@60");
+    EXPECT_EQ(chosen(modes, &running, PixelSize{800, 600}), "800x600@60");
 }
 
 TEST(KmsMode, OfTheWantedSizeIsTheRunningOneOfThem) {
     const drmModeModeInfo running = mode(800, 600, 75);
     const Modes modes{preferred(800, 600, 60), mode(800, 600, 75)};
-    EXPECT_EQ(chosen(modes, &running, DisplaySize{800, 600}), "800x600@75");
-    EXPECT_EQ(chosen(modes, nullptr, DisplaySize{800, 600}), "800x600@60");
+    EXPECT_EQ(chosen(modes, &running, PixelSize{800, 600}), "800x600@75");
+    EXPECT_EQ(chosen(modes, nullptr, PixelSize{800, 600}), "800x600@60");
 }
 
 TEST(KmsMode, IsChosenAsEverWhereNoneHasTheWantedSize) {
     const Modes modes{mode(640, 480), preferred(1920, 1080), mode(600, 800)};
-    EXPECT_EQ(chosen(modes, nullptr, DisplaySize{800, 600}), "1920x1080@60");
+    EXPECT_EQ(chosen(modes, nullptr, PixelSize{800, 600}), "1920x1080@60");
 }
 
 TEST(KmsTiming, DiffersInEveryNumberThatTheDisplaySees) {
@@ -123,61 +122,44 @@ TEST(KmsFormat, HasAlphaWhereThePlaneKnowsNothingElse) {
               uint32_t{DRM_FORMAT_ARGB8888});
 }
 
-TEST(KmsFormat, IsNoneOfAPlaneWithoutEightBits) {
+TEST(KmsFormat, HasSixteenBitsWhereThePlaneHasNoEightForEachColour) {
+    EXPECT_EQ(choosePlaneFormat({DRM_FORMAT_XRGB2101010, DRM_FORMAT_RGB565}),
+              uint32_t{DRM_FORMAT_RGB565});
+}
+
+TEST(KmsFormat, IsNoneOfAPlaneWithOtherColours) {
     EXPECT_EQ(choosePlaneFormat({}), 0u);
-    EXPECT_EQ(choosePlaneFormat({DRM_FORMAT_RGB565, DRM_FORMAT_XRGB2101010, DRM_FORMAT_XBGR8888}),
-              0u);
+    EXPECT_EQ(choosePlaneFormat({DRM_FORMAT_XRGB2101010, DRM_FORMAT_XBGR8888}), 0u);
 }
 
-std::array<int32_t, 6> placed(DisplaySize picture, DisplaySize display) {
-    const Placement p = placeCentred(picture, display);
-    return {p.fromX, p.fromY, p.toX, p.toY, p.width, p.height};
+TEST(KmsFormat, SaysHowItsBuffersLook) {
+    EXPECT_EQ(pixelFormatOf(DRM_FORMAT_XRGB8888).bytes, 4u);
+    EXPECT_EQ(pixelFormatOf(DRM_FORMAT_ARGB8888).bytes, 4u);
+    EXPECT_EQ(pixelFormatOf(DRM_FORMAT_RGB565).bytes, 2u);
+    EXPECT_EQ(pixelFormatOf(DRM_FORMAT_RGB565).green.length, 6u);
 }
 
-TEST(KmsPlacement, OfTheSameSizeIsTheWhole) {
-    EXPECT_EQ(placed({80, 60}, {80, 60}), (std::array<int32_t, 6>{0, 0, 0, 0, 80, 60}));
+TEST(KmsRotation, MakesThePictureUprightOnTurnedPanels) {
+    EXPECT_EQ(rotationOfPanel("Normal"), Rotation::by0);
+    EXPECT_EQ(rotationOfPanel("Right Side Up"), Rotation::by90);
+    EXPECT_EQ(rotationOfPanel("Upside Down"), Rotation::by180);
+    EXPECT_EQ(rotationOfPanel("Left Side Up"), Rotation::by270);
+    EXPECT_EQ(rotationOfPanel(""), Rotation::by0);
 }
 
-TEST(KmsPlacement, IsInTheMiddleOfALargerDisplay) {
-    EXPECT_EQ(placed({80, 60}, {100, 91}), (std::array<int32_t, 6>{0, 0, 10, 15, 80, 60}));
+TEST(KmsRotation, IsTheTextConsolesWhereItTellsAndThePanelsElsewhere) {
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by90, false, std::nullopt), Rotation::by90);
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by90, false, Rotation::by0), Rotation::by0);
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by0, false, Rotation::by270), Rotation::by270);
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by180, false, Rotation::by180), Rotation::by180);
 }
 
-TEST(KmsPlacement, ShowsTheMiddleOnASmallerDisplay) {
-    EXPECT_EQ(placed({100, 91}, {80, 60}), (std::array<int32_t, 6>{10, 15, 0, 0, 80, 60}));
-}
-
-TEST(KmsPlacement, TreatsWidthAndHeightEachOnItsOwn) {
-    EXPECT_EQ(placed({100, 50}, {60, 80}), (std::array<int32_t, 6>{20, 0, 0, 15, 60, 50}));
-}
-
-using Bytes = std::vector<uint8_t>;
-
-// 2x2 pixels as GL reads them: the bottom row first.
-const Bytes kPicture{
-    1,  2,  3,  4,  5,  6,  7,  8,   // bottom
-    11, 12, 13, 14, 15, 16, 17, 18,  // top
-};
-
-TEST(KmsCopy, TurnsRowsAndColours) {
-    Bytes buffer(16, 0);
-    copyPlaced(kPicture.data(), {2, 2}, placeCentred({2, 2}, {2, 2}), buffer.data(), 8);
-    EXPECT_EQ(buffer, (Bytes{13, 12, 11, 255, 17, 16, 15, 255, 3, 2, 1, 255, 7, 6, 5, 255}));
-}
-
-TEST(KmsCopy, LeavesTheRestOfALargerDisplayAlone) {
-    Bytes buffer(4 * 20, 9);
-    copyPlaced(kPicture.data(), {2, 2}, placeCentred({2, 2}, {4, 4}), buffer.data(), 20);
-    Bytes expected(4 * 20, 9);
-    const Bytes top{13, 12, 11, 255, 17, 16, 15, 255}, bottom{3, 2, 1, 255, 7, 6, 5, 255};
-    std::copy(top.begin(), top.end(), expected.begin() + 20 + 4);
-    std::copy(bottom.begin(), bottom.end(), expected.begin() + 40 + 4);
-    EXPECT_EQ(buffer, expected);
-}
-
-TEST(KmsCopy, ClipsToASmallerDisplay) {
-    Bytes buffer(4, 0);
-    copyPlaced(kPicture.data(), {2, 2}, {1, 1, 0, 0, 1, 1}, buffer.data(), 4);
-    EXPECT_EQ(buffer, (Bytes{7, 6, 5, 255}));
+TEST(KmsRotation, AddsWhatThePlaneTurnsForTheTextConsole) {
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by180, true, Rotation::by0), Rotation::by180);
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by180, true, std::nullopt), Rotation::by180);
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by180, true, Rotation::by90), Rotation::by270);
+    // It is asked for no quarter turns.
+    EXPECT_EQ(rotationOfTextConsole(Rotation::by90, true, Rotation::by90), Rotation::by90);
 }
 
 TEST(KmsCardError, NamesTheCardAndWhatIsTheMatter) {

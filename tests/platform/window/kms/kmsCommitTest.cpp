@@ -1,6 +1,6 @@
 // What the kernel is told so that a display shows a buffer, with an atomic driver and with an older
 // one. The test stands in for the kernel's library.
-#include "kd/windows/kmsCommit.h"
+#include "window/kms/kmsCommit.h"
 
 #include <gmock/gmock.h>
 
@@ -124,7 +124,7 @@ protected:
         output.plane = kPlane;
         output.mode.hdisplay = 800;
         output.mode.vdisplay = 600;
-        output.ids = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14};
+        output.ids = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
         card.isAtomic = true;
     }
 
@@ -172,13 +172,21 @@ TEST_F(KmsCommit, ReportsWhyTheModeCannotBeSet) {
 TEST_F(KmsCommit, TellsTheWholeState) {
     light();
     const std::map<std::string, uint64_t> expected{
-        {"31.1", kCrtc},     {"31.2", DRM_MODE_LINK_STATUS_GOOD},
-        {"41.3", 1},         {"41.4", kModeBlob},
-        {"51.5", kBuffer},   {"51.6", kCrtc},
-        {"51.7", 0},         {"51.8", 0},
-        {"51.9", 800 << 16}, {"51.10", 600 << 16},
-        {"51.11", 0},        {"51.12", 0},
-        {"51.13", 800},      {"51.14", 600},
+        {"31.1", kCrtc},
+        {"31.2", DRM_MODE_LINK_STATUS_GOOD},
+        {"41.3", 1},
+        {"41.4", kModeBlob},
+        {"51.5", kBuffer},
+        {"51.6", kCrtc},
+        {"51.7", 0},
+        {"51.8", 0},
+        {"51.9", 800 << 16},
+        {"51.10", 600 << 16},
+        {"51.11", 0},
+        {"51.12", 0},
+        {"51.13", 800},
+        {"51.14", 600},
+        {"51.15", DRM_MODE_ROTATE_0},
     };
     EXPECT_EQ(kernel.state, expected);
     EXPECT_EQ(kernel.blobs, 0);
@@ -189,6 +197,13 @@ TEST_F(KmsCommit, LeavesTheLinkAloneOfADriverThatDoesNotTellIt) {
     light();
     EXPECT_EQ(kernel.state.count("31.2"), 0u);
     EXPECT_EQ(kernel.state.count("31.0"), 0u);
+}
+
+TEST_F(KmsCommit, LeavesTheRotationAloneOfAPlaneThatDoesNotTurn) {
+    output.ids.planeRotation = 0;
+    light();
+    EXPECT_EQ(kernel.state.count("51.15"), 0u);
+    EXPECT_EQ(kernel.state.count("51.0"), 0u);
 }
 
 TEST_F(KmsCommit, FlipsByThePlaneAlone) {

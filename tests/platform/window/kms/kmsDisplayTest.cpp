@@ -1,19 +1,27 @@
-// How frames reach a display: in turn, the newest first, none while another is on its way. The test
-// stands in for the kernel, which takes commits and sends flip events.
-#include "kd/windows/kmsDisplay.h"
+// How frames reach a display: in turn, the newest first, none while another is on its way, and of
+// each only what changed. The test stands in for the kernel, which takes commits and sends flip
+// events.
+#include "window/kms/kmsDisplay.h"
 
+#include <drm_fourcc.h>
 #include <gmock/gmock.h>
 
 #include <cerrno>
 #include <cstdarg>
+
+#include "platform/support/drawnPicture.h"
+#include "platform/window/kms/dumbBuffers.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr PixelSize kSize{8, 6};
+
 struct Kernel {
-    std::vector<std::string> calls;  // "light 1", "flip 2", "dark"
+    std::vector<std::string> calls;  // "light 1", "flip 2", "dark": with the colour of the picture
+    std::vector<uint32_t> buffers;   // of these calls
     std::vector<uintptr_t> events;   // numbers of the flips that it has taken
     int lightError = 0;
     int flipError = 0;
@@ -22,8 +30,13 @@ struct Kernel {
     int complaints = 0;
 } kernel;
 
+uint32_t colourOf(uint32_t buffer) {
+    return dumbBuffers().valueAt(buffer, 0) & 0xffffff;
+}
+
 CommitResult take(const char* call, uint32_t buffer, uintptr_t number, int error) {
-    kernel.calls.push_back(call + std::to_string(buffer));
+    kernel.calls.push_back(call + std::to_string(colourOf(buffer)));
+    kernel.buffers.push_back(buffer);
     if (error != 0)
         return {error, false};
     kernel.events.push_back(number);
@@ -52,38 +65,46 @@ void layerError(const char*, ...) {
     ++kernel.complaints;
 }
 
-// Copies are frames with the number of their first pixel.
-struct KmsMemoryFrames::Memory {};
-KmsMemoryFrames::KmsMemoryFrames(std::shared_ptr<KmsCard> owner, const DisplaySize& displaySize,
-                                 uint32_t planeFormat)
-    : card(std::move(owner)), size(displaySize), format(planeFormat) {}
-KmsMemoryFrames::~KmsMemoryFrames() = default;
-KmsFramePtr KmsMemoryFrames::copy(const uint8_t* rgba, const DisplaySize&) {
-    return std::make_shared<KmsFrame>(KmsFrame{rgba[0]});
-}
-
 namespace {
+
+KmsOutput outputOf(const PixelSize& size, uint32_t format, Rotation rotation) {
+    KmsOutput output{};
+    output.mode.hdisplay = static_cast<uint16_t>(size.width);
+    output.mode.vdisplay = static_cast<uint16_t>(size.height);
+    output.format = format;
+    output.rotation = rotation;
+    return output;
+}
 
 class KmsFlips : public testing::Test {
 protected:
     KmsFlips() {
         kernel = {};
-        display = std::make_unique<KmsDisplay>(std::make_shared<KmsCard>(), KmsOutput{});
+        resetDumbBuffers();
+        plugIn(outputOf(kSize, DRM_FORMAT_XRGB8888, Rotation::by0));
     }
 
-    // Shows a frame; what is returned tells whether it is still held.
-    std::weak_ptr<const KmsFrame> show(uint32_t number) {
-        auto frame = std::make_shared<KmsFrame>(KmsFrame{number});
-        std::weak_ptr<const KmsFrame> watched = frame;
-        display->show(std::move(frame));
-        return watched;
+    void plugIn(const KmsOutput& output) {
+        display = std::make_unique<KmsDisplay>(
+            std::make_shared<KmsCard>(KmsCard{"card0", dumbBuffers().openCard(), true}), output);
+    }
+
+    // Draws a frame of that colour and shows it.
+    void show(uint32_t colour) {
+        picture.drawAll(colour);
+        display->show(picture);
+    }
+    void showAgain() {
+        picture.addFrameLikeTheLast();
+        display->show(picture);
     }
     void sendLastEvent() { display->flipped(kernel.events.back()); }
-    void showInTurn(uint32_t number) {
-        show(number);
+    void showInTurn(uint32_t colour) {
+        show(colour);
         sendLastEvent();
     }
 
+    DrawnPicture picture{kSize};
     std::unique_ptr<KmsDisplay> display;
 };
 
@@ -92,6 +113,14 @@ TEST_F(KmsFlips, TheFirstFrameLightsTheDisplayAndTheNextIsFlippedTo) {
     showInTurn(2);
     showInTurn(3);
     EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2", "flip 3"));
+}
+
+TEST_F(KmsFlips, TwoBuffersTakeTurns) {
+    showInTurn(1);
+    showInTurn(2);
+    showInTurn(3);
+    EXPECT_THAT(kernel.buffers, ElementsAre(1, 2, 1));
+    EXPECT_EQ(dumbBuffers().created, 2);
 }
 
 TEST_F(KmsFlips, AFrameWaitsForTheOneUnderWay) {
@@ -104,20 +133,81 @@ TEST_F(KmsFlips, AFrameWaitsForTheOneUnderWay) {
 
 TEST_F(KmsFlips, OfTheWaitingFramesTheNewestIsShown) {
     show(1);
-    const auto replaced = show(2);
+    show(2);
     show(3);
-    EXPECT_TRUE(replaced.expired());
     sendLastEvent();
     EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 3"));
 }
 
-TEST_F(KmsFlips, ABufferIsHeldUntilTheNextOneIsOnTheDisplay) {
-    const auto first = show(1);
-    sendLastEvent();
+TEST_F(KmsFlips, ABufferIsNotWrittenUntilTheNextOneIsOnTheDisplay) {
+    showInTurn(1);
     show(2);
-    EXPECT_FALSE(first.expired());
+    show(3);
+    EXPECT_EQ(colourOf(1), 1u);
+    EXPECT_EQ(colourOf(2), 2u);
     sendLastEvent();
-    EXPECT_TRUE(first.expired());
+    EXPECT_EQ(colourOf(1), 3u);
+    EXPECT_EQ(colourOf(2), 2u);
+}
+
+TEST_F(KmsFlips, AFrameWithoutChangeCostsNothing) {
+    showInTurn(1);
+    picture.taken.clear();
+    showAgain();
+    showAgain();
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1"));
+    EXPECT_THAT(picture.taken, IsEmpty());
+}
+
+TEST_F(KmsFlips, AFrameLikeTheOneUnderWayDoesNotFollowIt) {
+    show(1);
+    showAgain();
+    sendLastEvent();
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1"));
+}
+
+TEST_F(KmsFlips, ABufferGetsTheRowsThatChangedSinceItWasWritten) {
+    showInTurn(1);
+    showInTurn(2);
+    picture.drawRows({1, 2}, 3);
+    display->show(picture);
+    sendLastEvent();
+    picture.taken.clear();
+    picture.drawRows({4, 6}, 4);
+    display->show(picture);
+    EXPECT_THAT(picture.taken, ElementsAre("1-2", "4-6"));
+    sendLastEvent();
+    picture.taken.clear();
+    picture.drawRows({0, 1}, 5);
+    display->show(picture);
+    EXPECT_THAT(picture.taken, ElementsAre("0-1", "4-6"));
+}
+
+TEST_F(KmsFlips, RowsReachTheBufferAsThePictureHasThem) {
+    picture.drawPattern();
+    display->show(picture);
+    for (int32_t y = 0; y < kSize.height; ++y) {
+        for (int32_t x = 0; x < kSize.width; ++x)
+            EXPECT_EQ(dumbBuffers().valueAt(
+                          1, static_cast<uint32_t>(y) * kDumbStride + 4 * static_cast<uint32_t>(x)),
+                      picture.at(x, y));
+    }
+}
+
+TEST_F(KmsFlips, ATurnedDisplayGetsATurnedPicture) {
+    plugIn(outputOf({kSize.height, kSize.width}, DRM_FORMAT_XRGB8888, Rotation::by90));
+    EXPECT_EQ(display->output().consoleSize(), kSize);
+    picture.drawPattern();
+    display->show(picture);
+    EXPECT_EQ(dumbBuffers().valueAt(1, 0), picture.at(0, kSize.height - 1));
+}
+
+TEST_F(KmsFlips, ADisplayOfSixteenBitsGetsThem) {
+    plugIn(outputOf(kSize, DRM_FORMAT_RGB565, Rotation::by0));
+    show(0xff8040);
+    EXPECT_EQ(dumbBuffers().bitsPerPixel, 16u);
+    EXPECT_EQ(dumbBuffers().format, uint32_t{DRM_FORMAT_RGB565});
+    EXPECT_EQ(dumbBuffers().valueAt(1, 0) & 0xffff, 0xfc08u);
 }
 
 TEST_F(KmsFlips, AForeignEventIsIgnored) {
@@ -130,7 +220,7 @@ TEST_F(KmsFlips, AForeignEventIsIgnored) {
 TEST_F(KmsFlips, NumbersAreNeverUsedTwice) {
     showInTurn(1);
     const uintptr_t old = kernel.events.back();
-    display = std::make_unique<KmsDisplay>(std::make_shared<KmsCard>(), KmsOutput{});
+    plugIn(display->output());
     show(2);
     show(3);
     kernel.calls.clear();
@@ -150,10 +240,10 @@ TEST_F(KmsFlips, AnEventThatStaysOutIsNotWaitedForForever) {
 
 TEST_F(KmsFlips, WithoutEventsEachFrameIsShownAtOnce) {
     kernel.sendsEvents = false;
-    const auto first = show(1);
+    show(1);
     show(2);
-    EXPECT_TRUE(first.expired());
-    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2"));
+    show(3);
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2", "flip 3"));
 }
 
 TEST_F(KmsFlips, ABusyKernelIsAskedAgainWithTheNextFrame) {
@@ -164,6 +254,15 @@ TEST_F(KmsFlips, ABusyKernelIsAskedAgainWithTheNextFrame) {
     show(3);
     EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2", "flip 3"));
     EXPECT_EQ(kernel.complaints, 0);
+}
+
+TEST_F(KmsFlips, ABusyKernelIsAskedAgainForTheSameFrame) {
+    showInTurn(1);
+    kernel.flipError = EBUSY;
+    show(2);
+    kernel.flipError = 0;
+    showAgain();
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2", "flip 2"));
 }
 
 TEST_F(KmsFlips, ARefusedFlipLightsTheDisplayAnew) {
@@ -186,6 +285,17 @@ TEST_F(KmsFlips, AFailureIsSaidOnceUntilItWorksAgain) {
     EXPECT_EQ(kernel.complaints, 2);
 }
 
+TEST_F(KmsFlips, ACardWithoutMemoryIsSaidOnceAndAskedAgain) {
+    dumbBuffers().createError = ENOMEM;
+    show(1);
+    show(2);
+    EXPECT_EQ(kernel.complaints, 1);
+    EXPECT_THAT(kernel.calls, IsEmpty());
+    dumbBuffers().createError = 0;
+    show(3);
+    EXPECT_THAT(kernel.calls, ElementsAre("light 3"));
+}
+
 TEST_F(KmsFlips, NothingIsBroughtToAPausedDisplay) {
     showInTurn(1);
     display->pause();
@@ -199,8 +309,11 @@ TEST_F(KmsFlips, NothingIsBroughtToAPausedDisplay) {
 TEST_F(KmsFlips, AResumedDisplayGetsTheShownFrameAgain) {
     showInTurn(1);
     display->pause();
+    showAgain();
+    picture.taken.clear();
     display->resume();
     EXPECT_THAT(kernel.calls, ElementsAre("light 1", "light 1"));
+    EXPECT_THAT(picture.taken, IsEmpty());
 }
 
 TEST_F(KmsFlips, AResumedDisplayWaitsForNoEventFromBefore) {
@@ -220,8 +333,8 @@ TEST_F(KmsFlips, ALostLinkIsTrainedAnew) {
     showInTurn(1);
     kernel.state = OutputState::linkLost;
     EXPECT_TRUE(display->isThere());
-    show(2);
-    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "light 2"));
+    showAgain();
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "light 1"));
 }
 
 TEST_F(KmsFlips, AGoneDisplayIsNotThere) {
@@ -230,16 +343,19 @@ TEST_F(KmsFlips, AGoneDisplayIsNotThere) {
     EXPECT_FALSE(display->isThere());
 }
 
-TEST_F(KmsFlips, CopiesAreFramesLikeOthers) {
-    const uint8_t pixel[4] = {7, 0, 0, 0};
-    display->showCopy(pixel, {1, 1});
-    EXPECT_THAT(kernel.calls, ElementsAre("light 7"));
-}
-
 TEST_F(KmsFlips, TheDisplayIsTurnedOffAtTheEnd) {
     showInTurn(1);
     display.reset();
     EXPECT_THAT(kernel.calls, ElementsAre("light 1", "dark"));
+}
+
+TEST_F(KmsFlips, TheMemoryIsGivenBackAtTheEnd) {
+    showInTurn(1);
+    showInTurn(2);
+    EXPECT_EQ(dumbBuffers().existing, 2);
+    display.reset();
+    EXPECT_EQ(dumbBuffers().existing, 0);
+    EXPECT_EQ(dumbBuffers().framebuffers, 0);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 
-#include "kd/windows/kms.h"
 #include "platform/support/childProcess.h"
 
 namespace {
@@ -38,26 +37,12 @@ TEST(KmsProcess, RefusesWhatIsNoCardAndNoSize) {
     }
 }
 
-TEST(KmsWish, IsACardOrASizeOrBoth) {
-    const std::string byPlace = "/dev/dri/by-path/pci-0000:00:02.0-card";
-    const struct {
-        std::string argument, card;
-        DisplaySize size;
-    } cases[] = {
-        {"", "", {0, 0}},
-        {"800x480", "", {800, 480}},
-        {"/dev/dri/card1", "/dev/dri/card1", {0, 0}},
-        {"/dev/dri/card1:800x480", "/dev/dri/card1", {800, 480}},
-        {"/dev/dri/card1:800", "/dev/dri/card1:800", {0, 0}},
-        {byPlace, byPlace, {0, 0}},
-        {byPlace + ":800x480", byPlace, {800, 480}},
-    };
-    for (const auto& each : cases) {
-        const std::optional<KmsWish> wish = parseKmsWish(each.argument);
-        ASSERT_TRUE(wish) << each.argument;
-        EXPECT_EQ(wish->card, each.card);
-        EXPECT_TRUE(isSameSize(wish->size.value_or(DisplaySize{0, 0}), each.size)) << each.argument;
-    }
+TEST(KmsProcess, RefusesARotationThatIsNone) {
+    ChildProcess child({kProgram}, {"VELKARIS_WINDOW=kms", "VELKARIS_ROTATION=45"});
+    EXPECT_NE(child.wait(), 0);
+    EXPECT_EQ(
+        child.errors(),
+        "velkaris: VELKARIS_ROTATION: \"45\" is no rotation; write auto, 0, 90, 180 or 270\n");
 }
 
 TEST(KmsProcess, GoesOnWithoutAnyCardAtTheSizeThatIsAskedFor) {

@@ -1,7 +1,8 @@
 // Which display of a machine the console is on, while cards, displays and terminals come and go.
 // The test stands in for the machine: its cards are records, its terminal a flag.
-#include "kd/windows/kmsHotplug.h"
+#include "window/kms/kmsSeat.h"
 
+#include <drm_fourcc.h>
 #include <gmock/gmock.h>
 
 #include <cerrno>
@@ -10,12 +11,16 @@
 #include <map>
 
 #include "dispatch/eventLoop.h"
-#include "kd/windows/kmsTerminal.h"
+#include "platform/support/drawnPicture.h"
+#include "platform/window/kms/dumbBuffers.h"
+#include "window/terminal/virtualTerminal.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+constexpr PixelSize kConsoleSize{60, 40};
 
 struct FakeCard {
     int openError = 0;      // of the next attempts to open it
@@ -33,7 +38,7 @@ struct Machine {
     void (*enter)() = nullptr;
     std::vector<std::string> said;
     std::vector<std::string> lit;  // what commits have brought to a display: "card0 display 1"
-    std::optional<DisplaySize> wanted;
+    OutputWish wish;
 };
 
 Machine machine;
@@ -66,7 +71,7 @@ std::shared_ptr<KmsCard> openCard(const std::string& path) {
         return nullptr;
     }
     card.isMaster = !card.isTaken;
-    return std::make_shared<KmsCard>(KmsCard{path, FileDescriptor(), true});
+    return std::make_shared<KmsCard>(KmsCard{path, dumbBuffers().openCard(), true});
 }
 
 bool isCardThere(const KmsCard& card) {
@@ -86,16 +91,16 @@ void dropMaster(const KmsCard& card) {
     fakeOf(card).isMaster = false;
 }
 
-std::optional<KmsOutput> findOutput(const KmsCard& card, const std::optional<DisplaySize>& wanted,
-                                    bool) {
-    machine.wanted = wanted;
+std::optional<KmsOutput> findOutput(const KmsCard& card, const OutputWish& wish, bool) {
+    machine.wish = wish;
     if (fakeOf(card).connected == 0)
         return std::nullopt;
     KmsOutput output{};
     output.name = "display " + std::to_string(fakeOf(card).connected);
     output.connector = static_cast<uint32_t>(fakeOf(card).connected);
-    output.mode.hdisplay = 800;
-    output.mode.vdisplay = 600;
+    output.mode.hdisplay = kConsoleSize.width;
+    output.mode.vdisplay = kConsoleSize.height;
+    output.format = DRM_FORMAT_XRGB8888;
     return output;
 }
 
@@ -116,15 +121,6 @@ CommitResult flipOutput(const KmsCard&, const KmsOutput&, uint32_t, uintptr_t) {
 
 void darkenOutput(const KmsCard&, const KmsOutput&) {}
 
-struct KmsMemoryFrames::Memory {};
-KmsMemoryFrames::KmsMemoryFrames(std::shared_ptr<KmsCard> owner, const DisplaySize& displaySize,
-                                 uint32_t planeFormat)
-    : card(std::move(owner)), size(displaySize), format(planeFormat) {}
-KmsMemoryFrames::~KmsMemoryFrames() = default;
-KmsFramePtr KmsMemoryFrames::copy(const uint8_t*, const DisplaySize&) {
-    return std::make_shared<KmsFrame>(KmsFrame{1});
-}
-
 bool isTerminalSeen() {
     return machine.isTerminalSeen;
 }
@@ -143,10 +139,6 @@ void layerError(const char* format, ...) {
     machine.said.push_back(text);
 }
 
-std::string describeCardError(const std::string& path, int error) {
-    return path + " " + std::strerror(error);
-}
-
 bool eventLoopWatch(int, void (*)(void*), void*) {
     return true;
 }
@@ -155,19 +147,19 @@ void eventLoopForget(int) {}
 
 namespace {
 
-constexpr DisplaySize kConsoleSize{800, 600};
-
-class KmsSearch : public testing::Test {
+class KmsSeat : public testing::Test {
 protected:
-    KmsSearch() { machine = {}; }
-    ~KmsSearch() override {
+    KmsSeat() {
+        machine = {};
+        resetDumbBuffers();
+    }
+    ~KmsSeat() override {
         machine.cards.clear();
-        startDisplaySearch("", std::nullopt);  // lets go of what this test has left
+        takeSeat("", {});  // lets go of what this test has left
     }
 
-    bool start(const std::string& path = "",
-               const std::optional<DisplaySize>& wanted = std::nullopt) {
-        const bool started = startDisplaySearch(path, wanted);
+    bool start(const std::string& path = "", const OutputWish& wish = {}) {
+        const bool started = takeSeat(path, wish);
         drawFrame();
         return started;
     }
@@ -175,19 +167,22 @@ protected:
         followDisplay(kConsoleSize);
         drawFrame();
     }
-    static void drawFrame() {
-        const uint8_t pixel[4] = {};
+    void drawFrame() {
+        picture.drawAll(++drawn);
         if (currentDisplay())
-            currentDisplay()->showCopy(pixel, {1, 1});
+            currentDisplay()->show(picture);
     }
     // "card display", or "none".
     static std::string where() {
         const KmsDisplay* const display = currentDisplay();
         return display ? display->card()->path + " " + display->output().name : "none";
     }
+
+    DrawnPicture picture{kConsoleSize};
+    uint32_t drawn = 0;
 };
 
-TEST_F(KmsSearch, TakesTheFirstCardWithADisplay) {
+TEST_F(KmsSeat, TakesTheFirstCardWithADisplay) {
     machine.cards["card0"];
     machine.cards["card1"].connected = 1;
     machine.cards["card2"].connected = 2;
@@ -196,7 +191,7 @@ TEST_F(KmsSearch, TakesTheFirstCardWithADisplay) {
     EXPECT_THAT(machine.said, IsEmpty());
 }
 
-TEST_F(KmsSearch, LeavesTheOtherCardsToOthers) {
+TEST_F(KmsSeat, LeavesTheOtherCardsToOthers) {
     machine.cards["card0"];
     machine.cards["card1"].connected = 1;
     start();
@@ -204,7 +199,7 @@ TEST_F(KmsSearch, LeavesTheOtherCardsToOthers) {
     EXPECT_TRUE(machine.cards["card1"].isMaster);
 }
 
-TEST_F(KmsSearch, TakesANamedCardOnly) {
+TEST_F(KmsSeat, TakesANamedCardOnly) {
     machine.cards["card0"].connected = 1;
     machine.cards["card1"].connected = 2;
     EXPECT_TRUE(start("card1"));
@@ -215,16 +210,16 @@ TEST_F(KmsSearch, TakesANamedCardOnly) {
     EXPECT_EQ(machine.cards["card0"].opened, 0);
 }
 
-TEST_F(KmsSearch, FailsWithOneLine) {
+TEST_F(KmsSeat, FailsWithOneLine) {
     const struct {
         int error;
         bool isTaken;
         std::string path, line;
     } cases[] = {
-        {EACCES, false, "", "kms: card0 Permission denied"},
-        {0, true, "", "kms: card0 Device or resource busy"},
-        {EOPNOTSUPP, false, "card0", "kms: card0 Operation not supported"},
-        {0, false, "card5", "kms: card5 No such file or directory"},
+        {EACCES, false, "", "kms: no permission to open card0"},
+        {0, true, "", "kms: card0 is in use: another program is its DRM master"},
+        {EOPNOTSUPP, false, "card0", "kms: card0 is no graphics card that drives displays"},
+        {0, false, "card5", "kms: no graphics card card5"},
     };
     for (const auto& each : cases) {
         machine = {};
@@ -232,58 +227,60 @@ TEST_F(KmsSearch, FailsWithOneLine) {
         machine.cards["card0"].openError = each.error;
         machine.cards["card0"].isTaken = each.isTaken;
         machine.cards["card0"].connected = 1;
-        EXPECT_FALSE(startDisplaySearch(each.path, std::nullopt));
+        EXPECT_FALSE(takeSeat(each.path, {}));
         EXPECT_THAT(machine.said, ElementsAre(each.line));
     }
 }
 
-TEST_F(KmsSearch, PassesOverCardsWithoutDisplays) {
+TEST_F(KmsSeat, PassesOverCardsWithoutDisplays) {
     machine.cards["card0"].openError = EOPNOTSUPP;
     machine.cards["card1"].connected = 1;
     EXPECT_TRUE(start());
     EXPECT_EQ(where(), "card1 display 1");
 }
 
-TEST_F(KmsSearch, WaitsForACardToAppear) {
+TEST_F(KmsSeat, WaitsForACardToAppear) {
     EXPECT_TRUE(start());
     tick();
     EXPECT_THAT(machine.said, IsEmpty());
     machine.cards["card0"].connected = 1;
     tick();
     EXPECT_THAT(machine.lit, ElementsAre("card0 display 1"));
-    EXPECT_THAT(machine.said, ElementsAre("kms: drawing on display 1 of card0, 800x600"));
+    EXPECT_THAT(machine.said, ElementsAre("kms: drawing on display 1 of card0, 60x40"));
 }
 
-TEST_F(KmsSearch, WantsTheSizeOfTheConsoleOnceThatIsSettled) {
+TEST_F(KmsSeat, WantsTheSizeOfTheConsoleOnceThatIsSettled) {
     machine.cards["card0"];
     start();
-    EXPECT_FALSE(machine.wanted);
+    EXPECT_FALSE(machine.wish.size);
     tick();
-    ASSERT_TRUE(machine.wanted);
-    EXPECT_EQ(machine.wanted->width, kConsoleSize.width);
+    EXPECT_EQ(machine.wish.size, kConsoleSize);
 }
 
-TEST_F(KmsSearch, WantsTheSizeThatIsAskedForFromTheStart) {
+TEST_F(KmsSeat, WantsWhatIsAskedForFromTheStart) {
     machine.cards["card0"];
-    start("", DisplaySize{640, 240});
-    ASSERT_TRUE(machine.wanted);
-    EXPECT_EQ(machine.wanted->height, 240);
+    start("", {PixelSize{640, 240}, Rotation::by90});
+    EXPECT_EQ(machine.wish.size, (PixelSize{640, 240}));
+    EXPECT_EQ(machine.wish.rotation, Rotation::by90);
+    tick();
+    EXPECT_EQ(machine.wish.rotation, Rotation::by90);
 }
 
-TEST_F(KmsSearch, SaysATroubleOnceAndTriesOn) {
+TEST_F(KmsSeat, SaysATroubleOnceAndTriesOn) {
     start();
     machine.cards["card0"].connected = 1;
     machine.cards["card0"].isTaken = true;
     tick();
     tick();
-    EXPECT_THAT(machine.said, ElementsAre("kms: card0 Device or resource busy"));
+    EXPECT_THAT(machine.said,
+                ElementsAre("kms: card0 is in use: another program is its DRM master"));
     EXPECT_EQ(machine.cards["card0"].opened, 2);  // anew, which makes it master if it can be
     machine.cards["card0"].isTaken = false;
     tick();
     EXPECT_EQ(where(), "card0 display 1");
 }
 
-TEST_F(KmsSearch, MovesToAnotherCardAndBack) {
+TEST_F(KmsSeat, MovesToAnotherCardAndBack) {
     machine.cards["card0"].connected = 1;
     machine.cards["card1"].connected = 2;
     start();
@@ -296,10 +293,10 @@ TEST_F(KmsSearch, MovesToAnotherCardAndBack) {
     machine.cards["card1"].connected = 0;
     tick();
     EXPECT_EQ(where(), "card0 display 1");
-    EXPECT_EQ(machine.cards["card0"].opened, 1);  // the card that may draw the frames stays open
+    EXPECT_EQ(machine.cards["card0"].opened, 1);
 }
 
-TEST_F(KmsSearch, OpensACardAnewThatVanished) {
+TEST_F(KmsSeat, OpensACardAnewThatVanished) {
     machine.cards["card0"].connected = 1;
     start();
     machine.cards["card0"].isThere = false;
@@ -311,7 +308,7 @@ TEST_F(KmsSearch, OpensACardAnewThatVanished) {
     EXPECT_EQ(machine.cards["card0"].opened, 2);
 }
 
-TEST_F(KmsSearch, GivesTheDisplayUpWithItsTerminal) {
+TEST_F(KmsSeat, GivesTheDisplayUpWithItsTerminal) {
     machine.cards["card0"].connected = 1;
     start();
     machine.isTerminalSeen = false;
@@ -327,7 +324,7 @@ TEST_F(KmsSearch, GivesTheDisplayUpWithItsTerminal) {
     EXPECT_THAT(machine.lit, ElementsAre("card0 display 1"));
 }
 
-TEST_F(KmsSearch, TakesADisplayBackThatIsStillTakenOneTickLater) {
+TEST_F(KmsSeat, TakesADisplayBackThatIsStillTakenOneTickLater) {
     machine.cards["card0"].connected = 1;
     start();
     machine.leave();
@@ -340,7 +337,19 @@ TEST_F(KmsSearch, TakesADisplayBackThatIsStillTakenOneTickLater) {
     EXPECT_THAT(machine.lit, ElementsAre("card0 display 1"));
 }
 
-TEST_F(KmsSearch, LightsNothingOnATerminalThatIsNotSeen) {
+TEST_F(KmsSeat, ShowsTheNewestFrameOnADisplayThatComesBack) {
+    machine.cards["card0"].connected = 1;
+    start();
+    machine.cards["card0"].connected = 0;
+    tick();
+    machine.cards["card0"].connected = 1;
+    tick();
+    const auto newest = static_cast<uint32_t>(dumbBuffers().created);
+    EXPECT_EQ(dumbBuffers().valueAt(newest, 0), 0xff000000 | drawn);
+    EXPECT_EQ(dumbBuffers().existing, 1);
+}
+
+TEST_F(KmsSeat, LightsNothingOnATerminalThatIsNotSeen) {
     machine.cards["card0"].connected = 1;
     machine.isTerminalSeen = false;
     EXPECT_TRUE(start());

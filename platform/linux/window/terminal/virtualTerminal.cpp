@@ -1,4 +1,4 @@
-#include "kd/windows/kmsTerminal.h"
+#include "window/terminal/virtualTerminal.h"
 
 #include <fcntl.h>
 #include <linux/kd.h>
@@ -15,7 +15,6 @@
 #include <cstring>
 
 #include "dispatch/eventLoop.h"
-#include "kd/windows/backend.h"
 #include "ownership/fileDescriptor.h"
 #include "report/layerError.h"
 
@@ -117,22 +116,23 @@ bool isTerminalSeen() {
            state.v_active == terminal().number;
 }
 
-void claimTerminal(void (*leaveCallback)(), void (*enterCallback)()) {
+void claimTerminal(void (*leaveCall)(), void (*enterCall)()) {
     if (terminal().number == 0)
         return;
-    leaveDisplay = leaveCallback;
-    enterDisplay = enterCallback;
+    leaveDisplay = leaveCall;
+    enterDisplay = enterCall;
     struct vt_mode mode = {};
     mode.mode = VT_PROCESS;
     mode.relsig = kLeaveSignal;
     mode.acqsig = kEnterSignal;
     if (!watch(&leaveEvent, leave, kLeaveSignal) || !watch(&enterEvent, enter, kEnterSignal) ||
         ioctl(terminal().fd.get(), VT_SETMODE, &mode) != 0) {
-        layerError("kms: can't take over terminal %d: %s", terminal().number, std::strerror(errno));
+        layerError("terminal: can't take over /dev/tty%d: %s", terminal().number,
+                   std::strerror(errno));
         return;
     }
     std::atexit(giveBack);
     if (ioctl(terminal().fd.get(), KDSETMODE, KD_GRAPHICS) != 0)
-        layerError("kms: can't set terminal %d to graphics: %s", terminal().number,
+        layerError("terminal: can't set /dev/tty%d to graphics: %s", terminal().number,
                    std::strerror(errno));
 }

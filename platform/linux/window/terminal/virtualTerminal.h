@@ -8,7 +8,8 @@
 // when this is called first.
 bool isTerminalSeen();
 
-// Takes the terminal over. From the event loop, leave() is called when the user switches away: the
-// display must be given up before it returns; and enter() when he has come back. Prints a failure,
-// after which the program goes on as without a terminal.
-void claimTerminal(void (*leave)(), void (*enter)());
+// Takes the terminal over. From the event loop, leaveCall() is called when the user switches away,
+// and must give up the display before it returns; enterCall() after switching back. leaveCall()
+// also runs when the process ends. Prints a failure, after which the program goes on as without a
+// terminal.
+void claimTerminal(void (*leaveCall)(), void (*enterCall)());
