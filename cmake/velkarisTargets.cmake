@@ -8,7 +8,8 @@ if(VELKARIS_SANITIZE)
     target_compile_options(velkaris_flags INTERFACE
         -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all
         -fno-omit-frame-pointer
-        -O1 # more doubles the time that it takes to compile, and hides what is to be found
+        # More doubles the time that it takes to compile, and hides what is to be found.
+        $<IF:$<BOOL:$<TARGET_PROPERTY:VELKARIS_TEST_CODE>>,-O0,-O1>
         -Wno-maybe-uninitialized) # GCC warns falsely of instrumented code; the plain build has it on
     target_link_options(velkaris_flags INTERFACE -fsanitize=address,undefined)
 endif()

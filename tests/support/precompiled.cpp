@@ -1,0 +1,1 @@
+// A source for the headers that are parsed once for all tests.
