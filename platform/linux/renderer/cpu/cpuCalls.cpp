@@ -4,67 +4,17 @@
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <map>
 #include <new>
 #include <utility>
 
-#include "renderer/cpu/drawing.h"
-#include "renderer/cpu/programs.h"
+#include "renderer/cpu/context.h"
+#include "renderer/cpu/programCalls.h"
 
 namespace {
 
-constexpr GLuint kSlots = 8;  // vertex attribute arrays, the least that a GL has
 constexpr int32_t kLargestSide = 32767;
 constexpr int32_t kFarthestViewport = 1 << 20;
 constexpr int32_t kUnpackAlignment = 4;  // bytes; rows of an upload begin at multiples of it
-
-struct AttributeArray {
-    bool isEnabled = false;
-    GLint size = 4;  // floats a vertex
-    size_t stride = 0;
-    const uint8_t* data = nullptr;
-};
-
-struct Context {
-    PixelSize surface{};
-    FrameRecord* record = nullptr;
-    GLenum error = GL_NO_ERROR;
-    Viewport viewport{};
-    uint32_t clearColour = 0xff000000;
-
-    bool isBlending = false;
-    GLenum sourceFactor = GL_ONE, targetFactor = GL_ZERO;
-    uint32_t blendColour = 0xff000000;
-
-    std::array<AttributeArray, kSlots> arrays;
-
-    GLuint lastName = 0;  // of shaders and programs, which share theirs
-    std::map<GLuint, std::shared_ptr<Shader>> shaders;
-    std::map<GLuint, std::shared_ptr<Program>> programs;
-    std::shared_ptr<Program> used;
-
-    std::shared_ptr<const Texture> texture = std::make_shared<Texture>();
-    uint32_t textureNumber = 0;  // a new one for each upload
-    bool isSampledNearest = false;
-};
-
-Context context;
-
-void fail(GLenum error) {
-    if (context.error == GL_NO_ERROR)
-        context.error = error;
-}
-
-// Null after the error that names of another kind, and of nothing, are.
-template <typename Object>
-Object* find(const std::map<GLuint, std::shared_ptr<Object>>& objects, GLuint name) {
-    const auto found = objects.find(name);
-    if (found != objects.end())
-        return found->second.get();
-    const bool isOther = context.shaders.count(name) + context.programs.count(name) > 0;
-    fail(isOther ? GL_INVALID_OPERATION : GL_INVALID_VALUE);
-    return nullptr;
-}
 
 uint32_t channel(GLfloat value) {
     return static_cast<uint32_t>(std::lround(std::clamp(value, 0.0f, 1.0f) * 255.0f));
@@ -88,175 +38,6 @@ void getIntegerv(GLenum pname, GLint* data) {
     } else {
         fail(GL_INVALID_ENUM);
     }
-}
-
-GLuint createShader(GLenum type) {
-    if (type != GL_VERTEX_SHADER && type != GL_FRAGMENT_SHADER) {
-        fail(GL_INVALID_ENUM);
-        return 0;
-    }
-    context.shaders[++context.lastName] = std::make_shared<Shader>(Shader{type, "", {}});
-    return context.lastName;
-}
-
-void shaderSource(GLuint name, GLsizei count, const GLchar* const* strings, const GLint* lengths) {
-    Shader* const shader = find(context.shaders, name);
-    if (!shader)
-        return;
-    if (count < 0)
-        return fail(GL_INVALID_VALUE);
-    shader->source.clear();
-    for (GLsizei i = 0; i < count; ++i) {
-        if (lengths && lengths[i] >= 0)
-            shader->source.append(strings[i], static_cast<size_t>(lengths[i]));
-        else
-            shader->source.append(strings[i]);
-    }
-}
-
-void compileShader(GLuint name) {
-    if (Shader* const shader = find(context.shaders, name))
-        shader->kind = shaderKind(shader->type, shader->source);
-}
-
-void getShaderiv(GLuint name, GLenum pname, GLint* params) {
-    const Shader* const shader = find(context.shaders, name);
-    if (!shader)
-        return;
-    if (pname == GL_SHADER_TYPE)
-        *params = static_cast<GLint>(shader->type);
-    else if (pname == GL_COMPILE_STATUS)
-        *params = shader->kind != ShaderKind::unknown;
-    else
-        fail(GL_INVALID_ENUM);
-}
-
-// Programs that it is attached to keep it.
-void deleteShader(GLuint name) {
-    if (name != 0 && find(context.shaders, name))
-        context.shaders.erase(name);
-}
-
-GLuint createProgram() {
-    context.programs[++context.lastName] = std::make_shared<Program>();
-    return context.lastName;
-}
-
-void attachShader(GLuint programName, GLuint shaderName) {
-    Program* const program = find(context.programs, programName);
-    if (!program || !find(context.shaders, shaderName))
-        return;
-    const std::shared_ptr<Shader>& shader = context.shaders[shaderName];
-    for (const auto& attached : program->shaders) {
-        if (attached->type == shader->type)
-            return fail(GL_INVALID_OPERATION);
-    }
-    program->shaders.push_back(shader);
-}
-
-void bindAttribLocation(GLuint programName, GLuint index, const GLchar* name) {
-    if (index >= kSlots)
-        return fail(GL_INVALID_VALUE);
-    if (std::strncmp(name, "gl_", 3) == 0)
-        return fail(GL_INVALID_OPERATION);
-    if (Program* const program = find(context.programs, programName))
-        program->boundSlots[name] = index;
-}
-
-void linkNamedProgram(GLuint name) {
-    if (Program* const program = find(context.programs, name))
-        linkProgram(program);
-}
-
-// Null after the error of a program that is not linked.
-const Program* findLinked(GLuint name) {
-    const Program* const program = find(context.programs, name);
-    if (program && program->kind == ProgramKind::unlinked) {
-        fail(GL_INVALID_OPERATION);
-        return nullptr;
-    }
-    return program;
-}
-
-GLint getAttribLocation(GLuint name, const GLchar* attribute) {
-    const Program* const program = findLinked(name);
-    return program ? attributeSlot(*program, attribute) : -1;
-}
-
-GLint getUniformLocation(GLuint name, const GLchar* uniform) {
-    const Program* const program = findLinked(name);
-    return program ? uniformLocation(*program, uniform) : kNoUniform;
-}
-
-void getProgramiv(GLuint name, GLenum pname, GLint* params) {
-    const Program* const program = find(context.programs, name);
-    if (program && pname == GL_LINK_STATUS)
-        *params = program->kind != ProgramKind::unlinked;
-    else if (program)
-        fail(GL_INVALID_ENUM);
-}
-
-void useProgram(GLuint name) {
-    if (name == 0)
-        context.used.reset();
-    else if (findLinked(name))
-        context.used = context.programs[name];
-}
-
-// The one in use goes on until another takes its place.
-void deleteProgram(GLuint name) {
-    if (name != 0 && find(context.programs, name))
-        context.programs.erase(name);
-}
-
-// The program in use where it has that uniform. Null without an error for no uniform, which is
-// ignored, and with one for a uniform of another type.
-Program* programWith(GLint location, GLint wanted) {
-    if (!context.used) {
-        fail(GL_INVALID_OPERATION);
-        return nullptr;
-    }
-    if (location == kNoUniform)
-        return nullptr;
-    const bool isTextured = context.used->kind == ProgramKind::textured;
-    const bool isThere =
-        location == kTransformUniform || (location == kColourUniform ? !isTextured : isTextured);
-    if (location != wanted || !isThere) {
-        fail(GL_INVALID_OPERATION);
-        return nullptr;
-    }
-    return context.used.get();
-}
-
-void uniform1i(GLint location, GLint value) {
-    if (Program* const program = programWith(location, kTextureUniform))
-        program->textureUnit = value;
-}
-
-void uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w) {
-    if (Program* const program = programWith(location, kColourUniform))
-        program->colour = {x, y, z, w};
-}
-
-template <size_t size>
-void setMatrix(GLint location, GLint wanted, std::array<GLfloat, size> Program::*matrix,
-               GLsizei count, GLboolean transpose, const GLfloat* value) {
-    if (count < 0 || transpose)
-        return fail(GL_INVALID_VALUE);
-    Program* const program = programWith(location, wanted);
-    if (program && count > 1)
-        return fail(GL_INVALID_OPERATION);
-    if (program && count == 1)
-        std::copy_n(value, size, (program->*matrix).begin());
-}
-
-void uniformMatrix2fv(GLint location, GLsizei count, GLboolean transpose, const GLfloat* value) {
-    setMatrix(location, kTextureTransformUniform, &Program::textureTransform, count, transpose,
-              value);
-}
-
-void uniformMatrix4fv(GLint location, GLsizei count, GLboolean transpose, const GLfloat* value) {
-    setMatrix(location, kTransformUniform, &Program::transform, count, transpose, value);
 }
 
 void texParameteri(GLenum target, GLenum pname, GLint param) {
@@ -424,17 +205,14 @@ void drawStrip(const Program& program, const Strip& strip) {
         return fail(GL_INVALID_OPERATION);
     if (shape == StripShape::empty)
         return;
-    const bool mixes = context.isBlending && context.sourceFactor == GL_CONSTANT_COLOR;
-    if (mixes)
-        rectangle.constant = context.blendColour;
-    if (isTextured) {
-        rectangle.fill = mixes ? Fill::mixedTexels : Fill::texels;
-        rectangle.texture = context.textureNumber;
-    } else {
-        rectangle.fill = mixes ? Fill::mixedColour : Fill::colour;
-        rectangle.colour = pixelOf(program.colour[0], program.colour[1], program.colour[2]);
-    }
-    context.record->add(rectangle, context.texture);
+    Paint paint{};
+    paint.isMixed = context.isBlending && context.sourceFactor == GL_CONSTANT_COLOR;
+    paint.constant = paint.isMixed ? context.blendColour : 0;
+    if (isTextured)
+        paint.texture = context.textureNumber;
+    else
+        paint.colour = pixelOf(program.colour[0], program.colour[1], program.colour[2]);
+    context.record->add(paint, rectangle, context.texture);
 }
 
 void drawArrays(GLenum mode, GLint first, GLsizei count) {
@@ -453,42 +231,27 @@ void drawArrays(GLenum mode, GLint first, GLsizei count) {
     }
 }
 
-constexpr GlCalls kCalls = {
-    getError,
-    getIntegerv,
-    createShader,
-    shaderSource,
-    compileShader,
-    getShaderiv,
-    deleteShader,
-    createProgram,
-    attachShader,
-    bindAttribLocation,
-    getAttribLocation,
-    linkNamedProgram,
-    getProgramiv,
-    useProgram,
-    deleteProgram,
-    getUniformLocation,
-    uniform1i,
-    uniform4f,
-    uniformMatrix2fv,
-    uniformMatrix4fv,
-    texParameteri,
-    texImage2D,
-    enable,
-    disable,
-    blendColor,
-    blendEquation,
-    blendFunc,
-    viewport,
-    clearColor,
-    clear,
-    enableVertexAttribArray,
-    disableVertexAttribArray,
-    vertexAttribPointer,
-    drawArrays,
-};
+GlCalls allCalls() {
+    GlCalls calls{};
+    setProgramCalls(&calls);
+    calls.GetError = getError;
+    calls.GetIntegerv = getIntegerv;
+    calls.TexParameteri = texParameteri;
+    calls.TexImage2D = texImage2D;
+    calls.Enable = enable;
+    calls.Disable = disable;
+    calls.BlendColor = blendColor;
+    calls.BlendEquation = blendEquation;
+    calls.BlendFunc = blendFunc;
+    calls.Viewport = viewport;
+    calls.ClearColor = clearColor;
+    calls.Clear = clear;
+    calls.EnableVertexAttribArray = enableVertexAttribArray;
+    calls.DisableVertexAttribArray = disableVertexAttribArray;
+    calls.VertexAttribPointer = vertexAttribPointer;
+    calls.DrawArrays = drawArrays;
+    return calls;
+}
 
 }  // namespace
 
@@ -500,5 +263,6 @@ void startCpuDrawing(const PixelSize& surface, FrameRecord* record) {
 }
 
 const GlCalls* cpuCalls() {
-    return &kCalls;
+    static const GlCalls calls = allCalls();
+    return &calls;
 }

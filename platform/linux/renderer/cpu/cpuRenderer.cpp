@@ -13,7 +13,6 @@ namespace {
 class CpuPicture : public Picture {
 public:
     explicit CpuPicture(const PixelSize& size) : Picture(size), shown_(size), drawn_(size) {
-        shown_.finish();
         startCpuDrawing(size, &drawn_);
     }
 
@@ -25,7 +24,6 @@ public:
     void finishFrame() {
         addFrame();
         if (!drawn_.isSame(shown_)) {
-            drawn_.finish();
             for (int32_t y = 0; y < size().height; ++y) {
                 if (!drawn_.isSameRow(y, shown_))
                     markChanged(y);
@@ -58,12 +56,7 @@ const Picture* createPicture(const PixelSize& size) {
 }
 
 bool finishFrame() {
-    try {
-        picture->finishFrame();
-    } catch (const std::bad_alloc&) {
-        layerError("cpu: no memory for a frame");
-        return false;
-    }
+    picture->finishFrame();
     return true;
 }
 

@@ -9,8 +9,13 @@ namespace {
 // arithmetic in floats adds to whole pixels.
 constexpr double kPlacesPerPixel = 256;
 
-// Further out than any surface reaches, and exact in every type here.
-constexpr double kFarOutside = 1 << 20;
+// Further out no texel is told from its neighbour, and a number of pixels times a step still fits
+// an integer.
+constexpr double kMostTexels = 1 << 29;
+constexpr double kLargestStep = 1 << 14;
+
+// Beyond what a float of whole pixels holds, and exact on the grid.
+constexpr double kFarOutside = 1LL << 40;
 
 struct Corner {
     double x, y;  // pixels from the surface's top left corner, on the grid
@@ -69,9 +74,10 @@ Extent extent(double a, double b, double texelA, double texelB) {
     return a <= b ? Extent{a, b, texelA, texelB} : Extent{b, a, texelB, texelA};
 }
 
-// The first pixel whose centre is not before that place.
-int32_t firstCentre(double place) {
-    return static_cast<int32_t>(std::ceil(place - 0.5));
+// The first pixel, from `from` to `to`, whose centre is not before that place.
+int32_t firstCentre(double place, int32_t from, int32_t to) {
+    return static_cast<int32_t>(
+        std::clamp<double>(std::ceil(place - 0.5), from, std::max(from, to)));
 }
 
 struct Covered {
@@ -80,14 +86,13 @@ struct Covered {
 };
 
 Covered cover(const Extent& extent, int32_t from, int32_t to) {
-    Covered covered{std::max(firstCentre(extent.from), from), std::min(firstCentre(extent.to), to),
-                    0, 0};
+    Covered covered{firstCentre(extent.from, from, to), firstCentre(extent.to, from, to), 0, 0};
     if (covered.first >= covered.end)
         return covered;
     const double step = (extent.texelTo - extent.texelFrom) / (extent.to - extent.from);
-    covered.step = static_cast<float>(step);
-    covered.texel =
-        static_cast<float>(extent.texelFrom + (covered.first + 0.5 - extent.from) * step);
+    const double texel = extent.texelFrom + (covered.first + 0.5 - extent.from) * step;
+    covered.step = static_cast<float>(std::clamp(step, -kLargestStep, kLargestStep));
+    covered.texel = static_cast<float>(std::clamp(texel, -kMostTexels, kMostTexels));
     return covered;
 }
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <optional>
 
 #include "picture/pixelSize.h"
 #include "renderer/cpu/rectangle.h"
@@ -28,8 +27,7 @@ enum class StripShape { rectangle, empty, other };
 
 // The pixels whose centres lie in the strip, inside viewport and surface, and the texels of an
 // image of that size that they sample; an edge through a centre takes it in at the left and at the
-// top. Sets *rectangle, all but its colours and fill, for StripShape::rectangle alone. Sizes that
-// no image has, 0 x 0, leave the texels out.
+// top. Sets *rectangle for StripShape::rectangle alone. Without an image its size is 0 x 0.
 StripShape placeStrip(const Strip& strip, const StripTransforms& transforms,
                       const Viewport& viewport, const PixelSize& surface, const PixelSize& image,
                       Rectangle* rectangle);

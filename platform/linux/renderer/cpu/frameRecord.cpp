@@ -2,70 +2,95 @@
 
 #include <algorithm>
 
+// Goes through the rectangles that cross a row, in the order of their drawing. Runs that lie above
+// or below it are left out as a whole.
+class FrameRecord::RowWalk {
+public:
+    RowWalk(const FrameRecord& record, int32_t y) : record_(record), y_(y) {}
+
+    // Null behind the last one.
+    const Rectangle* next() {
+        for (; run_ < record_.runs_.size(); ++run_) {
+            const Run& run = record_.runs_[run_];
+            if (y_ < run.top || y_ >= run.bottom)
+                place_ = run.end;
+            while (place_ < run.end) {
+                const Rectangle& rectangle = record_.rectangles_[place_++];
+                if (y_ >= rectangle.top && y_ < rectangle.bottom)
+                    return &rectangle;
+            }
+        }
+        return nullptr;
+    }
+
+    // Of the rectangle that next() gave last.
+    const Paint& paint() const { return record_.runs_[run_].paint; }
+
+private:
+    const FrameRecord& record_;
+    int32_t y_;
+    size_t run_ = 0;
+    size_t place_ = 0;  // of the next rectangle
+};
+
+bool operator==(const FrameRecord::Run& left, const FrameRecord::Run& right) {
+    return left.paint == right.paint && left.end == right.end;
+}
+
 void FrameRecord::clear(uint32_t colour) {
     background_ = colour;
+    runs_.clear();
     rectangles_.clear();
     textures_.clear();
 }
 
-void FrameRecord::add(Rectangle rectangle, const std::shared_ptr<const Texture>& texture) {
-    const bool hasTexels = rectangle.fill == Fill::texels || rectangle.fill == Fill::mixedTexels;
-    const bool isKnown = !textures_.empty() && textures_.back().number == rectangle.texture;
-    if (hasTexels && !isKnown)
-        textures_.push_back({rectangle.texture, texture});
+void FrameRecord::add(const Paint& paint, const Rectangle& rectangle,
+                      const std::shared_ptr<const Texture>& texture) {
     rectangles_.push_back(rectangle);
+    const bool continues = !runs_.empty() && runs_.back().paint == paint &&
+                           rectangle.top < runs_.back().bottom &&
+                           rectangle.bottom > runs_.back().top;
+    if (!continues)
+        runs_.push_back({paint, rectangle.top, rectangle.bottom, 0});
+    Run& run = runs_.back();
+    run.top = std::min(run.top, rectangle.top);
+    run.bottom = std::max(run.bottom, rectangle.bottom);
+    run.end = rectangles_.size();
+    // Numbers grow with each upload, so one that is known is the newest.
+    if (paint.texture != 0 && (textures_.empty() || textures_.back().number != paint.texture))
+        textures_.push_back({paint.texture, texture});
 }
 
-void FrameRecord::finish() {
-    const auto rows = static_cast<size_t>(size_.height);
-    rowStarts_.assign(rows + 1, 0);
-    for (const Rectangle& each : rectangles_) {
-        for (int32_t y = each.top; y < each.bottom; ++y)
-            ++rowStarts_[static_cast<size_t>(y) + 1];
-    }
-    for (size_t row = 1; row <= rows; ++row)
-        rowStarts_[row] += rowStarts_[row - 1];
-
-    rowRectangles_.resize(rowStarts_[rows]);
-    std::vector<uint32_t> next(rowStarts_.begin(), rowStarts_.end() - 1);
-    for (size_t i = 0; i < rectangles_.size(); ++i) {
-        for (int32_t y = rectangles_[i].top; y < rectangles_[i].bottom; ++y)
-            rowRectangles_[next[static_cast<size_t>(y)]++] = static_cast<uint32_t>(i);
-    }
-}
-
-FrameRecord::RowList FrameRecord::rowList(int32_t y) const {
-    const auto row = static_cast<size_t>(y);
-    return {rowRectangles_.data() + rowStarts_[row], rowRectangles_.data() + rowStarts_[row + 1]};
-}
-
-const Texture& FrameRecord::textureOf(const Rectangle& rectangle) const {
-    static const Texture none{};
+const Texture* FrameRecord::textureOf(const Paint& paint) const {
     for (const UsedTexture& used : textures_) {
-        if (used.number == rectangle.texture)
-            return *used.texture;
+        if (used.number == paint.texture)
+            return used.texture.get();
     }
-    return none;
+    return nullptr;
 }
 
 void FrameRecord::drawRow(int32_t y, uint32_t* pixels) const {
     std::fill_n(pixels, size_.width, background_);
-    const RowList list = rowList(y);
-    for (const uint32_t* each = list.begin; each != list.end; ++each) {
-        const Rectangle& rectangle = rectangles_[*each];
-        drawRectangleRow(rectangle, textureOf(rectangle), y, pixels);
-    }
+    RowWalk walk(*this, y);
+    while (const Rectangle* const rectangle = walk.next())
+        drawRectangleRow(walk.paint(), *rectangle, textureOf(walk.paint()), y, pixels);
 }
 
 bool FrameRecord::isSame(const FrameRecord& other) const {
-    return background_ == other.background_ && rectangles_ == other.rectangles_;
+    return background_ == other.background_ && runs_ == other.runs_ &&
+           rectangles_ == other.rectangles_;
 }
 
 bool FrameRecord::isSameRow(int32_t y, const FrameRecord& other) const {
-    const RowList mine = rowList(y), theirs = other.rowList(y);
-    return background_ == other.background_ &&
-           std::equal(mine.begin, mine.end, theirs.begin, theirs.end,
-                      [&](uint32_t left, uint32_t right) {
-                          return rectangles_[left] == other.rectangles_[right];
-                      });
+    if (background_ != other.background_)
+        return false;
+    RowWalk mine(*this, y), theirs(other, y);
+    for (;;) {
+        const Rectangle* const left = mine.next();
+        const Rectangle* const right = theirs.next();
+        if (!left || !right)
+            return left == right;
+        if (*left != *right || mine.paint() != theirs.paint())
+            return false;
+    }
 }

@@ -17,38 +17,39 @@ public:
     // Forgets everything that was drawn; `colour` fills the surface, 0xffRRGGBB.
     void clear(uint32_t colour);
 
-    // Draws a rectangle that lies inside the surface and is not empty. Those with texels come with
-    // their texture, which the record shares until it is cleared.
-    void add(Rectangle rectangle, const std::shared_ptr<const Texture>& texture);
-
-    // Sorts the rectangles by rows; drawRow and isSameRow want it after the last add.
-    void finish();
+    // Draws a rectangle that lies inside the surface and is not empty. `texture` is the one of the
+    // paint's number, which the record shares until it is cleared.
+    void add(const Paint& paint, const Rectangle& rectangle,
+             const std::shared_ptr<const Texture>& texture);
 
     void drawRow(int32_t y, uint32_t* pixels) const;
 
-    // Whether nothing differs, and whether nothing differs in that row. The number of a texture
-    // means the same in both records: see Texture's keeper.
+    // Whether nothing differs, and whether nothing differs in that row. The number of a texture has
+    // to mean the same in both records.
     bool isSame(const FrameRecord& other) const;
     bool isSameRow(int32_t y, const FrameRecord& other) const;
 
 private:
+    // Rectangles drawn one after another with the same paint, a text as a rule: those up to `end`,
+    // from where the run before ends.
+    struct Run {
+        Paint paint;
+        int16_t top, bottom;  // each of its rectangles lies between
+        size_t end;
+    };
+    friend bool operator==(const Run& left, const Run& right);
+
     struct UsedTexture {
         uint32_t number;
         std::shared_ptr<const Texture> texture;
     };
-    struct RowList {
-        const uint32_t* begin;
-        const uint32_t* end;
-    };
-    RowList rowList(int32_t y) const;
-    const Texture& textureOf(const Rectangle& rectangle) const;
+    class RowWalk;
+
+    const Texture* textureOf(const Paint& paint) const;
 
     PixelSize size_;
     uint32_t background_ = 0xff000000;
+    std::vector<Run> runs_;
     std::vector<Rectangle> rectangles_;
-    std::vector<UsedTexture> textures_;  // one as a rule, two at most in practice
-    // For each row the rectangles that it crosses, in their order: those of row y are the numbers
-    // from rowStarts_[y] up to rowStarts_[y + 1].
-    std::vector<uint32_t> rowStarts_;
-    std::vector<uint32_t> rowRectangles_;
+    std::vector<UsedTexture> textures_;
 };
