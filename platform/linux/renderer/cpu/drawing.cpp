@@ -7,24 +7,25 @@ namespace {
 
 // Vertices lie on a grid of that many places a pixel, as on every GPU: it swallows what the
 // arithmetic in floats adds to whole pixels.
-constexpr double kPlacesPerPixel = 256;
+constexpr int32_t kPlacesPerPixel = 256;
+
+// Beyond what a float of whole pixels holds.
+constexpr double kFarOutside = 1LL << 40;
 
 // Further out no texel is told from its neighbour, and a number of pixels times a step still fits
 // an integer.
 constexpr double kMostTexels = 1 << 29;
 constexpr double kLargestStep = 1 << 14;
 
-// Beyond what a float of whole pixels holds, and exact on the grid.
-constexpr double kFarOutside = 1LL << 40;
-
 struct Corner {
-    double x, y;  // pixels from the surface's top left corner, on the grid
-    double u, v;  // texels
+    int64_t x, y;  // places from the surface's top left corner
+    double u, v;   // texels
 };
 
-double onGrid(double pixels) {
-    return std::round(std::clamp(pixels, -kFarOutside, kFarOutside) * kPlacesPerPixel) /
-           kPlacesPerPixel;
+// What is no number lies far outside too.
+int64_t onGrid(double pixels) {
+    const double near = pixels > -kFarOutside ? std::min(pixels, kFarOutside) : -kFarOutside;
+    return static_cast<int64_t>(near * kPlacesPerPixel + (near < 0 ? -0.5 : 0.5));
 }
 
 // False where the vertex does not lie within the depth that is seen.
@@ -39,7 +40,8 @@ bool placeCorner(const Vertex& vertex, const StripTransforms& transforms, const 
     if (!(clip[3] > 0) || !(std::abs(clip[2]) <= clip[3]) || std::isnan(clip[0] + clip[1]))
         return false;
     corner->x = onGrid((clip[0] / clip[3] + 1) / 2 * viewport.width + viewport.x);
-    corner->y = surface.height - onGrid((clip[1] / clip[3] + 1) / 2 * viewport.height + viewport.y);
+    corner->y = int64_t{surface.height} * kPlacesPerPixel -
+                onGrid((clip[1] / clip[3] + 1) / 2 * viewport.height + viewport.y);
     const double u = static_cast<double>(vertex.texCoord[0]);
     const double v = static_cast<double>(vertex.texCoord[1]);
     const auto& columns = transforms.texture;
@@ -64,20 +66,20 @@ bool isLying(const Corners& c) {
            c[0].v == c[1].v && c[2].v == c[3].v && c[0].u == c[2].u && c[1].u == c[3].u;
 }
 
-// One axis: edges in pixels with the texels at them, the smaller edge first.
+// One axis: edges in places with the texels at them, the smaller edge first.
 struct Extent {
-    double from, to;
+    int64_t from, to;
     double texelFrom, texelTo;
 };
 
-Extent extent(double a, double b, double texelA, double texelB) {
+Extent extent(int64_t a, int64_t b, double texelA, double texelB) {
     return a <= b ? Extent{a, b, texelA, texelB} : Extent{b, a, texelB, texelA};
 }
 
 // The first pixel, from `from` to `to`, whose centre is not before that place.
-int32_t firstCentre(double place, int32_t from, int32_t to) {
-    return static_cast<int32_t>(
-        std::clamp<double>(std::ceil(place - 0.5), from, std::max(from, to)));
+int32_t firstCentre(int64_t place, int32_t from, int32_t to) {
+    const int64_t pixel = (place + kPlacesPerPixel / 2 - 1) >> 8;  // rounds down, below 0 too
+    return static_cast<int32_t>(std::clamp<int64_t>(pixel, from, std::max(from, to)));
 }
 
 struct Covered {
@@ -89,8 +91,10 @@ Covered cover(const Extent& extent, int32_t from, int32_t to) {
     Covered covered{firstCentre(extent.from, from, to), firstCentre(extent.to, from, to), 0, 0};
     if (covered.first >= covered.end)
         return covered;
-    const double step = (extent.texelTo - extent.texelFrom) / (extent.to - extent.from);
-    const double texel = extent.texelFrom + (covered.first + 0.5 - extent.from) * step;
+    const auto places = static_cast<double>(extent.to - extent.from);
+    const double step = (extent.texelTo - extent.texelFrom) * kPlacesPerPixel / places;
+    const double start = static_cast<double>(extent.from) / kPlacesPerPixel;
+    const double texel = extent.texelFrom + (covered.first + 0.5 - start) * step;
     covered.step = static_cast<float>(std::clamp(step, -kLargestStep, kLargestStep));
     covered.texel = static_cast<float>(std::clamp(texel, -kMostTexels, kMostTexels));
     return covered;

@@ -15,11 +15,6 @@ uint32_t scaleTwo(uint32_t channels, uint32_t factor) {
     return (product + (product >> 8 & kTwoChannels) + 0x00800080) >> 8 & kTwoChannels;
 }
 
-// All channels of `pixel` but alpha, times `factor`, 0 to 255.
-uint32_t scaleColour(uint32_t pixel, uint32_t factor) {
-    return scaleTwo(pixel & kTwoChannels, factor) | scaleTwo(pixel >> 8 & 0xff, factor) << 8;
-}
-
 uint32_t mixChannel(uint32_t source, uint32_t constant, uint32_t under) {
     return std::min(scaleTwo(source, constant) + scaleTwo(255 - source, under), 255u);
 }
@@ -32,22 +27,40 @@ uint32_t mix(uint32_t source, uint32_t constant, uint32_t under) {
     return mixed;
 }
 
-// Nearly all of a console is this: coverage, texel by texel, in one colour.
+// The channels of a pixel but alpha, 16 bits apart, so that one multiplication scales all of them.
+uint64_t spread(uint32_t pixel) {
+    return (pixel & kTwoChannels) | static_cast<uint64_t>(pixel & 0xff00) << 24;
+}
+
+uint64_t scaleAll(uint64_t channels, uint64_t factor) {
+    constexpr uint64_t kAll = 0x000000ff'00ff00ff;
+    constexpr uint64_t kHalf = 0x00000080'00800080;
+    const uint64_t product = channels * factor;
+    return (product + (product >> 8 & kAll) + kHalf) >> 8 & kAll;
+}
+
+// Nearly all of a console is this: coverage, texel by texel, in one colour, most of it none or all.
 void mixCoverage(const uint8_t* coverage, int32_t count, uint32_t constant, uint32_t* pixels) {
+    const uint64_t colour = spread(constant);
     for (int32_t i = 0; i < count; ++i) {
         const uint32_t source = coverage[i];
         if (source == 0)
             continue;
+        if (source == 255) {
+            pixels[i] = constant;
+            continue;
+        }
         // The two halves, each rounded by itself, never add up to more than a channel holds.
-        pixels[i] =
-            source == 255
-                ? constant
-                : kOpaque | (scaleColour(constant, source) + scaleColour(pixels[i], 255 - source));
+        const uint64_t sum = scaleAll(colour, source) + scaleAll(spread(pixels[i]), 255 - source);
+        pixels[i] = kOpaque | static_cast<uint32_t>(sum | sum >> 24);
     }
 }
 
+// Rounds down, below 0 too, without a call of the library.
 int32_t texelAt(float first, float step, int32_t distance) {
-    return static_cast<int32_t>(std::floor(first + step * static_cast<float>(distance)));
+    const float place = first + step * static_cast<float>(distance);
+    const auto whole = static_cast<int32_t>(place);
+    return static_cast<float>(whole) > place ? whole - 1 : whole;
 }
 
 uint32_t texelColour(const Texture& texture, const uint8_t* row, int32_t x) {
