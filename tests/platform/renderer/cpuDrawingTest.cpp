@@ -315,7 +315,7 @@ TEST_F(CpuDrawing, ShowsTexelsFromTheHalfThatIsRoundedDownBetweenPixels) {
 
 TEST_F(CpuDrawing, SurvivesTexelsFarOutsideTheImage) {
     constexpr float kFar = 1e30f;
-    drawing.upload(GL_LUMINANCE, 2, 2, {9, 9, 9, 9});
+    drawing.upload(GL_LUMINANCE, 2, 2, {9, 9, 0, 0, 9, 9});
     for (const Points& texels : {box(-kFar, kFar, kFar, -kFar), box(kFar, kFar, kFar, kFar)}) {
         drawing.image(box(0, 0, 8, 4), texels);
         EXPECT_THAT(drawing.present(), Each(0xff090909));
@@ -323,7 +323,7 @@ TEST_F(CpuDrawing, SurvivesTexelsFarOutsideTheImage) {
 }
 
 TEST_F(CpuDrawing, RefusesTexelsThatDoNotLieAlongTheRectangle) {
-    drawing.upload(GL_LUMINANCE, 2, 2, {9, 9, 9, 9});
+    drawing.upload(GL_LUMINANCE, 2, 2, {9, 9, 0, 0, 9, 9});
     drawing.image(box(0, 0, 8, 4), {0, 0, 1, 1, 1, 0, 2, 1});
     EXPECT_EQ(drawing.gl.GetError(), GLenum{GL_INVALID_OPERATION});
     EXPECT_THAT(drawing.present(), Each(kBlack));
