@@ -22,6 +22,9 @@ FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"
 MODULES = {
     "velkaris-png.so": {"libpng16.so.16"},
     "velkaris-jpeg.so": {"libturbojpeg.so.0"},
+    "velkaris-wayland.so": {"libwayland-client.so.0"},
+    "velkaris-x11.so": {"libxcb.so.1", "libxcb-shm.so.0"},
+    "velkaris-gl.so": set(),
 }
 
 NOTHING = ["-DVELKARIS_WINDOWS=none", "-DVELKARIS_LOGOS=none", "-DVELKARIS_GL=OFF"]
