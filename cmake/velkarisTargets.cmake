@@ -55,7 +55,7 @@ function(velkaris_collect name)
 endfunction()
 
 # Where an install puts modules.
-set(VELKARIS_MODULE_FOLDER "${CMAKE_INSTALL_FULL_LIBDIR}/velkaris")
+set(VELKARIS_MODULE_FOLDER "${CMAKE_INSTALL_LIBDIR}/velkaris")
 
 # velkaris_make_module(<name> HEADER <file> RECORD <object> ROOMS <room>... [RELEASE <version>])
 #

@@ -2,7 +2,7 @@
 """Builds the service alone with parts left out, and reads back what it needs and what was looked
 for.
 
-usage: partsTest.py everything PROGRAM | partsTest.py VARIANT SOURCE-FOLDER BUILD-FOLDER
+usage: partsTest.py everything BUILD-FOLDER | partsTest.py VARIANT SOURCE-FOLDER BUILD-FOLDER
 """
 
 import os
@@ -22,6 +22,9 @@ FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"
 MODULES = {
     "velkaris-png.so": {"libpng16.so.16"},
     "velkaris-jpeg.so": {"libturbojpeg.so.0"},
+    "velkaris-wayland.so": {"libwayland-client.so.0"},
+    "velkaris-x11.so": {"libxcb.so.1", "libxcb-shm.so.0"},
+    "velkaris-gl.so": set(),
 }
 
 NOTHING = ["-DVELKARIS_WINDOWS=none", "-DVELKARIS_LOGOS=none", "-DVELKARIS_GL=OFF"]
@@ -72,28 +75,31 @@ class KmsOnly(unittest.TestCase):
         self.assertEqual(looked_for(self.folder), {"Freetype", "FREETYPE2", "FUSE"})
 
 
+def run_console(program, **settings):
+    """What a console says on standard error, and its node's path; it is ended once the node is
+    there."""
+    with tempfile.TemporaryDirectory() as scratch:
+        node = os.path.join(scratch, "node")
+        environment = {"VELKARIS_NODE": node, "VELKARIS_WINDOW": "headless", **settings}
+        console = subprocess.Popen([program, "-p", FONT], env=environment, text=True,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        said = ""
+        for line in console.stderr:
+            said += line
+            if "served as a socket" in line:
+                console.terminate()
+        console.wait()
+        return said, node
+
+
 class SocketOnly(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = build("socketOnly", NOTHING + ["-DVELKARIS_FUSE=OFF"])
-
-    def run_console(self, **settings):
-        """What the console says on standard error; it is ended once its node is there."""
-        with tempfile.TemporaryDirectory() as scratch:
-            node = os.path.join(scratch, "node")
-            environment = {"PATH": os.environ["PATH"], "VELKARIS_NODE": node, **settings}
-            console = subprocess.Popen([self.folder / "src/velkaris", "-p", FONT], env=environment,
-                                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-            said = ""
-            for line in console.stderr:
-                said += line
-                if "served as a socket" in line:
-                    console.terminate()
-            console.wait()
-            return said, node
+        cls.program = cls.folder / "src/velkaris"
 
     def test_the_program_needs_the_language_alone(self):
-        self.assertEqual(needed(self.folder / "src/velkaris"), LANGUAGE)
+        self.assertEqual(needed(self.program), LANGUAGE)
 
     def test_there_is_no_module(self):
         self.assertEqual(list(self.folder.glob("**/*.so")), [])
@@ -102,29 +108,30 @@ class SocketOnly(unittest.TestCase):
         self.assertEqual(looked_for(self.folder), {"Freetype", "FREETYPE2"})
 
     def test_the_node_is_a_socket(self):
-        said, node = self.run_console(VELKARIS_WINDOW="headless")
+        said, node = run_console(self.program)
         self.assertEqual(said, f"velkaris: {node}: served as a socket; shell redirection to it "
                                "will not work, use velkarisctl\n")
 
     def test_a_file_that_is_insisted_on_is_refused(self):
-        said, node = self.run_console(VELKARIS_WINDOW="headless", VELKARIS_NODE_KIND="fuse")
+        said, node = run_console(self.program, VELKARIS_NODE_KIND="fuse")
         self.assertIn(f"velkaris: {node}: FUSE cannot be had: Operation not supported\n", said)
 
     def test_a_capture_is_refused_in_one_line(self):
-        said, node = self.run_console(VELKARIS_WINDOW="headless", VELKARIS_CAPTURE="/nonexistent")
+        said, node = run_console(self.program, VELKARIS_CAPTURE="/nonexistent")
         self.assertEqual(said.splitlines()[0],
                          "velkaris: VELKARIS_CAPTURE: this console was built without PNG")
         self.assertEqual(len(said.splitlines()), 2)
 
     def test_what_was_left_out_is_not_offered(self):
-        said, _ = self.run_console(VELKARIS_WINDOW="x11")
+        said, _ = run_console(self.program, VELKARIS_WINDOW="x11")
         self.assertIn('no window "x11"; there are: auto, headless\n', said)
-        said, _ = self.run_console(VELKARIS_WINDOW="headless", VELKARIS_RENDERER="gl")
+        said, _ = run_console(self.program, VELKARIS_RENDERER="gl")
         self.assertIn('no renderer "gl"; there are: auto, cpu\n', said)
 
 
 class Everything(unittest.TestCase):
-    program = pathlib.Path(sys.argv[2])
+    tree = pathlib.Path(sys.argv[2])
+    program = tree / "src/velkaris"
 
     def test_the_program_needs_what_a_console_on_a_device_needs(self):
         self.assertEqual(needed(self.program), LANGUAGE | NODE)
@@ -133,6 +140,18 @@ class Everything(unittest.TestCase):
         for name, libraries in MODULES.items():
             with self.subTest(name):
                 self.assertEqual(needed(self.program.parent / name) - LANGUAGE, libraries)
+
+    def test_an_installed_console_finds_its_modules_wherever_it_is(self):
+        with tempfile.TemporaryDirectory() as scratch:
+            first, moved = pathlib.Path(scratch, "first"), pathlib.Path(scratch, "moved")
+            for part in ["src", "platform/linux"]:
+                subprocess.run(["cmake", "--install", self.tree / part, "--prefix", first],
+                               check=True, stdout=subprocess.DEVNULL)
+            first.rename(moved)
+            self.assertEqual({path.name for path in moved.glob("**/*.so")}, set(MODULES))
+            run_console(moved / "sbin/velkaris", VELKARIS_NODE_KIND="socket",
+                        VELKARIS_CAPTURE=f"{scratch}/frames")
+            self.assertTrue(os.path.exists(f"{scratch}/frames/latest.png"))
 
 
 VARIANTS = {"kmsOnly": KmsOnly, "socketOnly": SocketOnly, "everything": Everything}

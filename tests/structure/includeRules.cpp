@@ -58,6 +58,14 @@ std::string withoutEnding(const std::string& path) {
     return dot == std::string::npos ? path : path.substr(0, dot);
 }
 
+std::string sectionOf(const std::string& markdown, const std::string& heading) {
+    const size_t begin = markdown.find(heading + "\n");
+    if (begin == std::string::npos)
+        return "";
+    const size_t text = begin + heading.size() + 1;
+    return markdown.substr(text, markdown.find("\n#", text) - text);
+}
+
 IncludeRules parseIncludeRules(const std::string& markdown) {
     static const std::regex listLine(R"(^- (\w+): (.*)$)");
     static const std::regex tableLine(R"(^\| ([^|]*[^| ]) +\| ([^|]*[^| ]) +\|$)");
@@ -73,6 +81,7 @@ IncludeRules parseIncludeRules(const std::string& markdown) {
         } else if (line.empty()) {
             inTable = false;
         } else if (std::regex_match(line, match, listLine)) {
+            rules.roomOrder.push_back(match[1]);
             for (const std::string& name : listItems(match[2]))
                 rules.fileOrder[match[1]].push_back(withoutEnding(name));
         }

@@ -1,5 +1,5 @@
-// Who may include whom in src/, as docs/architecture.md has it: the order of files in each room,
-// and a table of what each file may reach beyond its room.
+// Who may include whom, as docs/architecture.md has it for the service and for the layer: the order
+// of files in each room, and a table of what each file may reach beyond its room.
 #pragma once
 
 #include <map>
@@ -7,9 +7,13 @@
 #include <vector>
 
 struct IncludeRules {
+    std::vector<std::string> roomOrder;
     std::map<std::string, std::vector<std::string>> fileOrder;  // room to its files' names
     std::map<std::string, std::vector<std::string>> reach;      // "room/file" to places
 };
+
+// What stands under a heading ("### In the layer") until the next heading of any level.
+std::string sectionOf(const std::string& markdown, const std::string& heading);
 
 // Reads the list ("- room: file, file.h, ...") and the table ("| File | May include |"). A place is
 // "room/file", a room, or "*" for anything.

@@ -150,6 +150,11 @@ def _withNeeds(names, byName):
 def _addPrograms(image, programs):
     for program in programs:
         image.addFile(f"usr/bin/{program.name}", _present(program))
+        # What the console loads for logos and captured frames, from its own folder.
+        for codec in ["png", "jpeg"] if program.name == "velkaris" else []:
+            module = _present(program.parent / f"velkaris-{codec}.so")
+            image.addFile(f"usr/bin/{module.name}", module)
+            _addLibraries(image, module)
         if program.parent != pathlib.Path("/usr/bin"):
             image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
         _addLibraries(image, program)

@@ -52,12 +52,12 @@ typedef void* EGLNativeWindowType;
 #define EGL_NONE 0x3038  // also ends a list of attributes
 #define EGL_RENDERABLE_TYPE 0x3040
 
-// Bits of EGL_SURFACE_TYPE and of EGL_RENDERABLE_TYPE; the config has the last of each.
-#define EGL_PBUFFER_BIT 0x0001
+#define EGL_PBUFFER_BIT 0x0001  // of EGL_SURFACE_TYPE
 #define EGL_WINDOW_BIT 0x0004
-#define EGL_OPENGL_ES_BIT 0x0001
-#define EGL_OPENGL_BIT 0x0008
+
+#define EGL_OPENGL_ES_BIT 0x0001  // of EGL_RENDERABLE_TYPE
 #define EGL_OPENGL_ES2_BIT 0x0004
+#define EGL_OPENGL_BIT 0x0008
 
 #define EGL_CONTEXT_CLIENT_VERSION 0x3098  // attribute of a context
 #define EGL_OPENGL_ES_API 0x30A0           // for eglBindAPI
