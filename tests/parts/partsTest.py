@@ -16,6 +16,7 @@ import unittest
 
 LANGUAGE = {"libc.so.6", "libm.so.6", "libstdc++.so.6", "libgcc_s.so.1"}
 NODE = {"libfuse3.so.3"}
+DISPLAY = {"libdrm.so.2"}
 FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"
 
 # What each module may need besides the language's libraries.
@@ -66,13 +67,13 @@ class KmsOnly(unittest.TestCase):
         cls.folder = build("kmsOnly", NOTHING + ["-DVELKARIS_WINDOWS=kms"])
 
     def test_the_program_needs_what_kms_and_the_node_need(self):
-        self.assertEqual(needed(self.folder / "src/velkaris"), LANGUAGE | NODE)
+        self.assertEqual(needed(self.folder / "src/velkaris"), LANGUAGE | NODE | DISPLAY)
 
     def test_there_is_no_module(self):
         self.assertEqual(list(self.folder.glob("**/*.so")), [])
 
     def test_nothing_else_is_looked_for(self):
-        self.assertEqual(looked_for(self.folder), {"Freetype", "FREETYPE2", "FUSE"})
+        self.assertEqual(looked_for(self.folder), {"Freetype", "FREETYPE2", "FUSE", "KMS"})
 
 
 def run_console(program, **settings):
@@ -134,7 +135,7 @@ class Everything(unittest.TestCase):
     program = tree / "src/velkaris"
 
     def test_the_program_needs_what_a_console_on_a_device_needs(self):
-        self.assertEqual(needed(self.program), LANGUAGE | NODE)
+        self.assertEqual(needed(self.program), LANGUAGE | NODE | DISPLAY)
 
     def test_each_module_needs_its_own_libraries(self):
         for name, libraries in MODULES.items():
