@@ -6,6 +6,7 @@
 #include "platform/renderer/drawing.h"
 #include "renderer/cpu/cpuRenderer.h"
 #include "renderer/gl/glRenderer.h"
+#include "support/testRenderer.h"
 
 namespace {
 
