@@ -12,13 +12,16 @@ inline bool drawsWithGl() {
     return renderer && std::string(renderer) == "gl";
 }
 
-// Why this machine cannot draw with it; empty if it can.
-inline std::string whyNoRenderer() {
-    if (!drawsWithGl())
-        return "";
+// Why this machine has no OpenGL; empty if it has.
+inline std::string whyNoGl() {
     for (const char* library : {"libEGL.so.1", "libGLESv2.so.2"}) {
         if (!dlopen(library, RTLD_NOW | RTLD_LOCAL))
             return dlerror();
     }
     return "";
+}
+
+// Why this machine cannot draw with that renderer; empty if it can.
+inline std::string whyNoRenderer() {
+    return drawsWithGl() ? whyNoGl() : "";
 }

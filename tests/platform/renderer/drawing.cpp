@@ -1,7 +1,5 @@
 #include "platform/renderer/drawing.h"
 
-#include <dlfcn.h>
-
 #include <stdexcept>
 #include <string>
 
@@ -144,12 +142,4 @@ Pixels Drawing::present() const {
     Pixels pixels(static_cast<size_t>(size_.width) * static_cast<size_t>(size_.height));
     picture->fill({0, size_.height}, pixels.data(), static_cast<size_t>(size_.width));
     return pixels;
-}
-
-std::string whyNoGl() {
-    for (const char* library : {"libEGL.so.1", "libGLESv2.so.2"}) {
-        if (!dlopen(library, RTLD_NOW | RTLD_LOCAL))
-            return dlerror();
-    }
-    return "";
 }

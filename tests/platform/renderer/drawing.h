@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "renderer/renderer.h"
@@ -56,6 +55,3 @@ private:
     PixelSize size_;
     int textureWidth_ = 0, textureHeight_ = 0;
 };
-
-// Why this machine has no OpenGL; empty if it has.
-std::string whyNoGl();

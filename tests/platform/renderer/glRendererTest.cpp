@@ -11,6 +11,7 @@
 #include "platform/support/childProcess.h"
 #include "platform/support/pictureFiles.h"
 #include "support/temporaryFolder.h"
+#include "support/testRenderer.h"
 
 namespace {
 

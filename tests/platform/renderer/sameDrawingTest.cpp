@@ -11,6 +11,7 @@
 #include "platform/renderer/drawing.h"
 #include "renderer/cpu/cpuRenderer.h"
 #include "renderer/gl/glRenderer.h"
+#include "support/testRenderer.h"
 
 namespace {
 
