@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "app/settings.h"
+#include "console/consoleModel.h"
 #include "display/displayable.h"
 #include "gfx/logo.h"
 #include "gfx/renderContext.h"
@@ -35,6 +36,8 @@ void prepareDrawing() {
     initFont(appSettings.fontPath);
     buildFontAtlas(appSettings.fontSize);
     releaseFont();
+
+    consoleVisibleRows = visibleRowCount();
 }
 
 void showFirstPicture() {

@@ -1,7 +1,9 @@
-// Everything that the screen shows. It only grows: no entry is ever changed in kind, reordered or
-// removed. Touched by the message-loop thread alone, so there are no locks.
+// Everything that the screen shows. No entry is ever changed in kind or reordered. A text line that
+// cannot be shown again is released; progress items stay, because they are looked up by name.
+// Touched by the message-loop thread alone, so there are no locks.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // One shown row: a text line, or a progress item. `name` decides which: no code may read `percent`
@@ -28,8 +30,32 @@ extern ConsoleNode* consoleList;     // owned head, in order of arrival; null wh
 extern ConsoleStatus consoleStatus;  // initially empty and zero
 extern int32_t secondsSinceStart;    // one for each clock tick
 
-// Adds `entry` at the tail of *list and takes it over. Walks the whole list; reports no failure.
-void consoleListAppend(ConsoleNode** list, ConsoleEntry* entry);
+// How many of the newest entries the screen shows; none if not positive. As long as nobody has
+// told, everything is kept.
+extern int32_t consoleVisibleRows;
+
+// The most progress items. Each is looked at by every tick and every search for a name.
+constexpr int32_t kMostConsoleItems = 65536;
+
+// A text line with a copy of `length` bytes of `text`; percent and clock are 0. With a name it is a
+// progress item. Null without memory.
+ConsoleEntry* newConsoleEntry(const char* text, size_t length);
+
+// Frees the entry with all that it owns; null is none.
+void freeConsoleEntry(ConsoleEntry* entry);
+
+// Frees the nodes of a list with all that they own. Null is an empty list.
+void consoleListFree(ConsoleNode* list);
+
+// Adds `entry` at the tail of *list and takes it over. False without memory: then nothing has
+// changed and the entry is still the caller's.
+bool consoleListAppend(ConsoleNode** list, ConsoleEntry* entry);
+
+// Joins the nodes of `tail` to *list, takes them over, and releases the text lines of *list that
+// cannot be shown again.
+void consoleListJoin(ConsoleNode** list, ConsoleNode* tail);
+
+int32_t consoleListItemCount(const ConsoleNode* list);
 
 // The first progress item of *list with exactly this name (borrowed from the list), or null. Text
 // lines are never found.

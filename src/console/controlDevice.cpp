@@ -20,32 +20,40 @@ struct Payload {
     size_t size;
 };
 
-// A heap copy of the text at `offset` of the payload, owned by the caller. It ends at its NUL or,
-// lacking one, where the payload ends. Null if the offset lies outside.
-char* copyText(const Payload& payload, size_t offset) {
+// The text at `offset` of the payload; `size` ends at its NUL or, lacking one, where the payload
+// ends. No data if the offset lies outside.
+Payload findText(const Payload& payload, size_t offset) {
     if (offset >= payload.size)
-        return nullptr;
+        return {nullptr, 0};
     const char* start = payload.data + offset;
     const size_t room = payload.size - offset;
     const void* end = memchr(start, '\0', room);
-    const size_t length = end ? static_cast<const char*>(end) - start : room;
-
-    char* copy = static_cast<char*>(malloc(length + 1));
-    memcpy(copy, start, length);
-    copy[length] = '\0';
-    return copy;
+    return {start, end ? static_cast<const char*>(end) - start : room};
 }
 
 // The same for an offset as the item header gives it, counted from the string area.
-char* copyAreaText(const Payload& payload, int32_t areaOffset) {
+Payload findAreaText(const Payload& payload, int32_t areaOffset) {
     if (areaOffset < 0)
-        return nullptr;
-    return copyText(payload, sizeof(ConsoleItemHeader) + static_cast<size_t>(areaOffset));
+        return {nullptr, 0};
+    return findText(payload, sizeof(ConsoleItemHeader) + static_cast<size_t>(areaOffset));
+}
+
+// A terminated heap copy, owned by the caller. Null without memory.
+char* copyText(const Payload& text) {
+    char* copy = static_cast<char*>(malloc(text.size + 1));
+    if (copy) {
+        memcpy(copy, text.data, text.size);
+        copy[text.size] = '\0';
+    }
+    return copy;
 }
 
 int setStatus(const Payload& payload) {
+    char* const text = copyText(findText(payload, 0));
+    if (!text)
+        return ENOMEM;
     free(consoleStatus.statusText);
-    consoleStatus.statusText = copyText(payload, 0);
+    consoleStatus.statusText = text;
     return EOK;
 }
 
@@ -54,35 +62,54 @@ int setPercent(const Payload& payload) {
     return EOK;
 }
 
+// Appends an item. Takes `name` over if that succeeds.
+int appendItem(char* name, const Payload& label, int32_t percent) {
+    if (consoleListItemCount(consoleList) >= kMostConsoleItems)
+        return ENOSPC;
+    ConsoleEntry* const item = newConsoleEntry(label.data, label.size);
+    if (!item)
+        return ENOMEM;
+    item->percent = percent;
+    item->name = name;
+    if (!consoleListAppend(&consoleList, item)) {
+        item->name = nullptr;
+        freeConsoleEntry(item);
+        return ENOMEM;
+    }
+    return EOK;
+}
+
 int addItem(const Payload& payload) {
     ConsoleItemHeader header;
     memcpy(&header, payload.data, sizeof(header));
-    char* name = copyAreaText(payload, header.nameOffset);
-    char* label = copyAreaText(payload, header.labelOffset);
-    const bool readable = name && label;
+    const Payload nameText = findAreaText(payload, header.nameOffset);
+    if (!nameText.data)
+        return EINVAL;
+    char* const name = copyText(nameText);
+    if (!name)
+        return ENOMEM;
 
-    // Adding a name again succeeds and changes nothing, so that a client may add before each use.
-    if (!readable || consoleListFind(&consoleList, name)) {
+    // Adding a name again succeeds and changes nothing, whatever the label is, so that a client may
+    // add before each use.
+    const bool isKnown = consoleListFind(&consoleList, name) != nullptr;
+    const Payload label = findAreaText(payload, header.labelOffset);
+    int result = EOK;
+    if (!isKnown)
+        result = label.data ? appendItem(name, label, header.percent) : EINVAL;
+    if (isKnown || result != EOK)
         free(name);
-        free(label);
-        return readable ? EOK : EINVAL;
-    }
-
-    ConsoleEntry* item = static_cast<ConsoleEntry*>(malloc(sizeof(ConsoleEntry)));
-    item->name = name;
-    item->text = label;
-    item->percent = header.percent;
-    item->elapsedSeconds = 0;
-    consoleListAppend(&consoleList, item);
-    return EOK;
+    return result;
 }
 
 int updateItem(const Payload& payload) {
     ConsoleItemHeader header;
     memcpy(&header, payload.data, sizeof(header));
-    char* name = copyAreaText(payload, header.nameOffset);
-    if (!name)
+    const Payload nameText = findAreaText(payload, header.nameOffset);
+    if (!nameText.data)
         return EINVAL;
+    char* const name = copyText(nameText);
+    if (!name)
+        return ENOMEM;
 
     if (ConsoleEntry* item = consoleListFind(&consoleList, name))
         item->percent = header.percent;
@@ -128,8 +155,10 @@ int consoleIoWrite(resmgr_context_t* context, io_write_t* message, RESMGR_OCB_T*
     if (!text)
         return ENOMEM;
     (void)resmgr_msgread(context, text, size, sizeof(message->i));
-    appendTextLines(&consoleList, text);
+    const bool shown = appendTextLines(&consoleList, text);
     free(text);
+    if (!shown)
+        return ENOMEM;
 
     if (size > 0)
         ocb->attr->flags |= IOFUNC_ATTR_MTIME | IOFUNC_ATTR_CTIME;

@@ -28,14 +28,6 @@ int32_t rowPitch() {
     return fontAtlas.lineHeight + kRowGap;
 }
 
-// Rows that fit below the status line, which always takes one row's worth; none if not positive.
-int32_t visibleRowCount() {
-    const uint32_t pitch = static_cast<uint32_t>(rowPitch());
-    if (pitch == 0)
-        return 0;
-    return static_cast<int32_t>(renderContext()->height / pitch) - 1;
-}
-
 // The newest rows are shown: the first of the last `rowCount` entries, null if there is none.
 const ConsoleNode* firstVisible(int32_t rowCount) {
     const ConsoleNode* first = consoleList;
@@ -66,6 +58,13 @@ void drawRows(const Colour& foreground, const Colour& nameColour) {
 }
 
 }  // namespace
+
+int32_t visibleRowCount() {
+    const uint32_t pitch = static_cast<uint32_t>(rowPitch());
+    if (pitch == 0)
+        return 0;
+    return static_cast<int32_t>(renderContext()->height / pitch) - 1;
+}
 
 void drawFrame(uint32_t background, uint32_t foreground, uint32_t statusColour,
                uint32_t progressNameColour) {

@@ -58,6 +58,11 @@ void placeGlyph(const GlyphInfo& glyph, int32_t penX, int32_t y, GlyphQuad* quad
 
 }  // namespace
 
+bool leavesTrace(char character) {
+    const GlyphInfo& glyph = glyphOf(character);
+    return glyph.advance != 0 || (glyph.width != 0 && glyph.height != 0);
+}
+
 int32_t fitCharCount(const char* text, uint32_t maxWidth) {
     uint32_t remaining = maxWidth;
     int32_t count = 0;

@@ -4,6 +4,9 @@
 
 #include <cstdint>
 
+// Whether a character is drawn at all or moves those behind it.
+bool leavesTrace(char character);
+
 // Number of leading characters of `text` whose advances add up to less than `maxWidth` pixels,
 // 0..strlen(text), stopping before a '\n'. One that exactly fills the width does not fit.
 int32_t fitCharCount(const char* text, uint32_t maxWidth);

@@ -170,6 +170,13 @@ TEST_F(KdMain, PassesASizeThatIsNoNumberOnAsZero) {
     EXPECT_EQ(callCount("FT_Set_Char_Size(0, 0, 120, 120)"), 1);
 }
 
+TEST_F(KdMain, TellsTheModelHowManyRowsAreSeen) {
+    run();
+    EXPECT_EQ(consoleVisibleRows,
+              static_cast<int32_t>(renderContext()->height) / (fontAtlas.lineHeight + 4) - 1);
+    EXPECT_GT(consoleVisibleRows, 0);
+}
+
 TEST_F(KdMain, GivesFreeTypeBackBeforeItServes) {
     fakeDispatch.atFirstBlock = [] { EXPECT_EQ(callCount("FT_Done_FreeType(library)"), 1); };
     run();

@@ -137,6 +137,50 @@ TEST_F(IoDevctl, AddItemTwiceKeepsTheFirstLabelAndPercent) {
     EXPECT_EQ(heap.kept(), 0);
 }
 
+TEST_F(IoDevctl, AddItemOfANameThatExistsDoesNotLookAtTheLabel) {
+    send(DCMD_CONSOLE_ADD_ITEM, item("fw", "first", 7));
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(0, 4000, 9) + std::string("fw\0", 3)),
+              _RESMGR_NPARTS(1));
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, itemHeader(0, -1, 9) + std::string("fw\0", 3)),
+              _RESMGR_NPARTS(1));
+    EXPECT_THAT(consoleRows(), ElementsAre("fw|first|7|0"));
+}
+
+TEST_F(IoDevctl, AddItemIsRefusedBeyondTheMostItemsAndAKnownNameIsNot) {
+    for (int32_t i = 1; i < kMostConsoleItems; ++i) {
+        ConsoleNode* const node = static_cast<ConsoleNode*>(malloc(sizeof(ConsoleNode)));
+        *node = {newConsoleEntry("x", 1), consoleList};
+        node->entry->name = strdup(std::to_string(i).c_str());
+        consoleList = node;
+    }
+    write("lines\ndo not count");
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("the last", "label", 1)), _RESMGR_NPARTS(1));
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("one more", "label", 1)), ENOSPC);
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("one more", "label", 1)), ENOSPC);
+    EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, item("17", "label", 1)), _RESMGR_NPARTS(1));
+    EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, item("17", "", 50)), _RESMGR_NPARTS(1));
+    EXPECT_EQ(consoleListItemCount(consoleList), kMostConsoleItems);
+    EXPECT_EQ(write("a line has room"), EOK);
+}
+
+TEST_F(IoDevctl, WithoutMemoryACommandReturnsEnomemAndChangesNothing) {
+    send(DCMD_CONSOLE_SET_STATUS, std::string("before\0", 7));
+    const std::string name(200, 'n'), label(300, 'l');
+    const std::string add = item(name, label, 1);
+    for (const size_t size :
+         {name.size() + 1, label.size() + 1, sizeof(ConsoleEntry), sizeof(ConsoleNode)}) {
+        heapWraps.failingSize = size;
+        const HeapWatch heap;
+        EXPECT_EQ(send(DCMD_CONSOLE_ADD_ITEM, add), ENOMEM) << size;
+        EXPECT_EQ(heap.kept(), 0) << size;
+    }
+    EXPECT_EQ(consoleList, nullptr);
+    heapWraps.failingSize = name.size() + 1;
+    EXPECT_EQ(send(DCMD_CONSOLE_UPDATE_ITEM, add), ENOMEM);
+    EXPECT_EQ(send(DCMD_CONSOLE_SET_STATUS, name + '\0'), ENOMEM);
+    EXPECT_STREQ(consoleStatus.statusText, "before");
+}
+
 TEST_F(IoDevctl, AddItemKeepsItsNodeEntryNameAndLabel) {
     const HeapWatch heap;
     send(DCMD_CONSOLE_ADD_ITEM, item("fw", "first", 7));

@@ -101,6 +101,15 @@ TEST_F(IoWrite, WithoutMemoryForTheTextReturnsEnomem) {
     EXPECT_EQ(node.flags, 0u);
 }
 
+TEST_F(IoWrite, WithoutMemoryForARowReturnsEnomemAndAddsNothing) {
+    write("before");
+    heapWraps.failingSize = sizeof(ConsoleNode);
+    const HeapWatch heap;
+    EXPECT_EQ(write("one\ntwo"), ENOMEM);
+    EXPECT_EQ(heap.kept(), 0);
+    EXPECT_THAT(consoleRows(), ElementsAre("before"));
+}
+
 TEST_F(IoWrite, MarksTheNodesTimes) {
     node.flags = 0x100;
     write("x");

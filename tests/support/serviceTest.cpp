@@ -39,6 +39,7 @@ void ServiceTest::SetUp() {
     freeTypeWraps = {};
     heapWraps = {0, true, false, heapWraps.live};
     appSettings = kInitialSettings;
+    consoleVisibleRows = INT32_MAX;
     fontAtlas = {};
     logoImage = {};
     optind = 0;  // getopt starts all over

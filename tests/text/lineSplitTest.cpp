@@ -8,6 +8,7 @@
 #include <set>
 #include <vector>
 
+#include "console/consoleModel.h"
 #include "support/linkWraps.h"
 #include "support/serviceTest.h"
 #include "text/fontAtlas.h"
@@ -144,15 +145,64 @@ TEST_F(LineSplit, OnAnAreaAsWideAsTheMarginEachCharacterIsARow) {
     EXPECT_EQ(split("abc\nd"), (Lines{"a", "b", "c", "d"}));
 }
 
-TEST_F(LineSplit, BytesOfZeroAdvanceAlwaysFit) {
+TEST_F(LineSplit, BytesWithoutATraceAlwaysFitAndAreLeftOutOfTheCopy) {
     const std::string accented(50, '\xe9');
-    EXPECT_EQ(split("ab" + accented + "cd"), (Lines{"ab" + accented + "cd"}));
+    EXPECT_EQ(split("ab" + accented + "cd"), (Lines{"abcd"}));
+    EXPECT_EQ(split(accented + "\n" + accented), (Lines{"", ""}));
 }
 
-TEST_F(LineSplit, WithoutAFontOnlyNewlinesEndRows) {
+TEST_F(LineSplit, BytesWithoutATraceCountWhereRowsAreCut) {
+    // The byte before the wide character is a piece of its own, as it was when it was kept.
+    fontAtlas.glyphs['W'].advance = 100;
+    EXPECT_EQ(split("\xe9W"), (Lines{"", "W"}));
+    EXPECT_EQ(split("ab\xe9 \xe9 12345678"), (Lines{"ab ", "12345678"}));
+}
+
+TEST_F(LineSplit, AZeroAdvanceWithAShapeAndAnAdvanceWithoutOneAreKept) {
+    fontAtlas.glyphs['^'].advance = 0;
+    fontAtlas.glyphs['_'].width = 0;
+    fontAtlas.glyphs['|'] = {};
+    EXPECT_EQ(split("a^b_c|d"), (Lines{"a^b_cd"}));
+}
+
+TEST_F(LineSplit, WithoutAFontOnlyNewlinesEndRowsAndNothingIsKeptOfThem) {
     fontAtlas = {};
-    const std::string longText(1000, 'x');
-    EXPECT_EQ(split(longText + "\ny"), (Lines{longText, "y"}));
+    EXPECT_EQ(split(std::string(1000, 'x') + "\ny"), (Lines{"", ""}));
+}
+
+TEST_F(LineSplit, KeepsOfOneTextNoMoreRowsThanCanBeSeen) {
+    consoleVisibleRows = 3;
+    EXPECT_EQ(split("1\n2\n3"), (Lines{"1", "2", "3"}));
+    EXPECT_EQ(split("1\n2\n3\n4\n5"), (Lines{"3", "4", "5"}));
+    consoleVisibleRows = 0;
+    EXPECT_EQ(split("1\n2"), Lines{});
+    consoleVisibleRows = -1;
+    EXPECT_EQ(split("1\n2"), Lines{});
+}
+
+TEST_F(LineSplit, NeedsNoMoreRoomForALongTextThanForTheRowsThatCanBeSeen) {
+    consoleVisibleRows = 6;
+    std::string text(10000, '\n');
+    heapWraps.failingSize = 7 * 2 * sizeof(size_t);  // a place for each row, and one spare
+    EXPECT_FALSE(appendTextLines(&consoleList, text.data()));
+    heapWraps.failingSize = 0;
+    EXPECT_TRUE(appendTextLines(&consoleList, text.data()));
+}
+
+TEST_F(LineSplit, WithoutMemoryTheListStaysAsItIs) {
+    addLine("before");
+    std::string text = "hello world, and a line of one hundred bytes " + std::string(100, 'x');
+    useArea(4000, 480);
+    for (const size_t size : {text.size() + 1, sizeof(ConsoleNode)}) {
+        heapWraps.failingSize = size;
+        const HeapWatch heap;
+        EXPECT_FALSE(appendTextLines(&consoleList, text.data()));
+        EXPECT_EQ(heap.kept(), 0);
+        EXPECT_EQ(consoleRows(), (Lines{"before"}));
+    }
+    heapWraps.failingSize = 0;
+    EXPECT_TRUE(appendTextLines(&consoleList, text.data()));
+    EXPECT_EQ(consoleRows().size(), 2u);
 }
 
 TEST_F(LineSplit, ALongTextTakesTimeInStepWithItsLength) {
@@ -161,9 +211,9 @@ TEST_F(LineSplit, ALongTextTakesTimeInStepWithItsLength) {
     EXPECT_EQ(split(text).size(), 200000u);
 }
 
-// A text of letters, spaces, newlines and other bytes, the mix drawn too.
+// A text of letters, spaces and newlines, the mix drawn too.
 std::string randomText(std::mt19937* random) {
-    const std::string alphabet = "abcdefgh   \n\t\x80\xff.iW";
+    const std::string alphabet = "abcdefgh   \n\t.iW";
     std::string text(std::uniform_int_distribution<size_t>(0, 300)(*random), '\0');
     const size_t letters = std::uniform_int_distribution<size_t>(1, alphabet.size())(*random);
     for (char& c : text)

@@ -114,10 +114,13 @@ private:
 
     int add(const std::string& payload) {
         const std::optional<std::string> name = areaText(payload, 0), label = areaText(payload, 4);
-        if (!name || !label)
+        if (!name)
             return EINVAL;
-        if (find(*name) == items_.end())
-            items_.push_back({*name, *label, numberAt(payload, 8)});
+        if (find(*name) != items_.end())
+            return EOK;
+        if (!label)
+            return EINVAL;
+        items_.push_back({*name, *label, numberAt(payload, 8)});
         return EOK;
     }
 

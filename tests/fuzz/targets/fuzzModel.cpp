@@ -44,22 +44,15 @@ std::string InputReader::rest() {
 void setUpArea(uint32_t width, uint8_t advanceSeed) {
     area.width = width;
     area.height = 480;
-    for (int code = 0; code < kGlyphCount; ++code)
+    for (int code = 0; code < kGlyphCount; ++code) {
         fontAtlas.glyphs[code].advance = (code * advanceSeed + advanceSeed) % 37;
-}
-
-void emptyList(ConsoleNode** list) {
-    while (ConsoleNode* const node = *list) {
-        *list = node->next;
-        free(node->entry->name);
-        free(node->entry->text);
-        free(node->entry);
-        free(node);
+        fontAtlas.glyphs[code].width = fontAtlas.glyphs[code].height = 1;
     }
 }
 
 void emptyModel() {
-    emptyList(&consoleList);
+    consoleListFree(consoleList);
+    consoleList = nullptr;
     free(consoleStatus.statusText);
     consoleStatus = {};
 }

@@ -24,7 +24,7 @@ private:
     size_t left_;
 };
 
-// Sets the area's width and an advance for every code.
+// Sets the area's width, and for every code an advance and a shape of one pixel.
 void setUpArea(uint32_t width, uint8_t advanceSeed);
 
 // Gives back all that the console shows.
@@ -32,9 +32,6 @@ void emptyModel();
 
 // Texts of the entries, in order of arrival.
 std::vector<std::string> listTexts(const ConsoleNode* list);
-
-// Gives back the entries and the list itself.
-void emptyList(ConsoleNode** list);
 
 // Stops the run as a fault: a property does not hold.
 void require(bool holds, const char* property);

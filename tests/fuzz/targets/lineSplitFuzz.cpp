@@ -1,5 +1,6 @@
 // Any text on an area of any width: every character is kept but the newlines and spaces that rows
-// were cut at, and no row is as wide as the area allows or wider, unless it is a single character.
+// were cut at and the bytes that leave no trace, and no row is as wide as the area allows or wider,
+// unless it is a single character.
 #include "text/lineSplit.h"
 
 #include <set>
@@ -11,18 +12,36 @@
 
 namespace {
 
+bool isLeftOut(char character) {
+    return static_cast<signed char>(character) < 0;
+}
+
+// The place behind `row` where it begins at `at`, bytes that are left out aside; npos if it does
+// not.
+size_t endOfRow(const std::string& row, const std::string& text, size_t at) {
+    for (const char character : row) {
+        while (at < text.size() && isLeftOut(text[at]))
+            ++at;
+        if (at == text.size() || text[at] != character)
+            return std::string::npos;
+        ++at;
+    }
+    return at;
+}
+
 // Where a text may go on behind the rows so far; a row ends at a newline or a space that is
 // consumed, or between two characters.
 std::set<size_t> positionsBehind(const std::set<size_t>& starts, const std::string& row,
                                  const std::string& text) {
     std::set<size_t> ends;
     for (const size_t start : starts) {
-        if (text.compare(start, row.size(), row) != 0)
-            continue;
-        const size_t end = start + row.size();
-        ends.insert(end);
-        if (end < text.size() && (text[end] == '\n' || text[end] == ' '))
-            ends.insert(end + 1);
+        for (size_t end = endOfRow(row, text, start); end <= text.size(); ++end) {
+            ends.insert(end);
+            if (end < text.size() && (text[end] == '\n' || text[end] == ' '))
+                ends.insert(end + 1);
+            if (end == text.size() || !isLeftOut(text[end]))
+                break;
+        }
     }
     return ends;
 }

@@ -17,7 +17,7 @@ std::vector<std::string> rowsOf(std::string text) {
     ConsoleNode* rows = nullptr;
     appendTextLines(&rows, text.data());
     const std::vector<std::string> texts = listTexts(rows);
-    emptyList(&rows);
+    consoleListFree(rows);
     return texts;
 }
 
