@@ -170,8 +170,10 @@ TEST_F(CpuState, RefusesWrongDraws) {
     expectError(GL_INVALID_VALUE);
     gl.DrawArrays(GL_TRIANGLE_STRIP, 0, -1);
     expectError(GL_INVALID_VALUE);
-    gl.DrawArrays(GL_TRIANGLE_STRIP, 0, 5);
-    expectError(GL_INVALID_OPERATION);
+    for (const GLsizei count : {3, 5}) {
+        gl.DrawArrays(GL_TRIANGLE_STRIP, 0, count);
+        expectError(GL_INVALID_OPERATION);
+    }
 }
 
 }  // namespace
