@@ -2,11 +2,13 @@
 // window's.
 #include <EGL/egl.h>
 
+#include <new>
 #include <utility>
 
 #include "egl/currentContext.h"
 #include "picture/frameCapture.h"
 #include "renderer/rendererChoice.h"
+#include "report/layerError.h"
 #include "window/windowChoice.h"
 
 namespace {
@@ -102,8 +104,9 @@ EGLDisplay eglGetDisplay(EGLNativeDisplayType nativeDisplay) {
 EGLBoolean eglInitialize(EGLDisplay display, EGLint* major, EGLint* minor) {
     if (display != &theDisplay)
         return fail(EGL_BAD_DISPLAY, EGL_FALSE);
-    const Renderer* const renderer = chosenRenderer();
-    if (!theDisplay.isInitialized && (!renderer || !renderer->open()))
+    // Once in a process: what a renderer has opened stays.
+    static const bool isOpen = chosenRenderer() && chosenRenderer()->open();
+    if (!isOpen)
         return fail(EGL_NOT_INITIALIZED, EGL_FALSE);
     theDisplay.isInitialized = true;
     if (major)
@@ -173,6 +176,11 @@ EGLSurface eglCreateWindowSurface(EGLDisplay display, EGLConfig config, EGLNativ
         return fail(EGL_BAD_NATIVE_WINDOW, EGL_NO_SURFACE);
     if (theSurface.picture)
         return fail(EGL_BAD_ALLOC, EGL_NO_SURFACE);
+    if (size->width > kLargestPicture || size->height > kLargestPicture) {
+        layerError("a picture of %dx%d is too large: at most %d pixels a side", size->width,
+                   size->height, kLargestPicture);
+        return fail(EGL_BAD_ALLOC, EGL_NO_SURFACE);
+    }
     theSurface.picture = chosenRenderer()->createPicture(*size);
     if (!theSurface.picture)
         return fail(EGL_BAD_ALLOC, EGL_NO_SURFACE);
@@ -198,7 +206,7 @@ EGLBoolean eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read,
     return succeed(EGL_TRUE);
 }
 
-EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface) {
+EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface) try {
     if (const EGLint error = displayError(display); error != EGL_SUCCESS)
         return fail(error, EGL_FALSE);
     if (surface != &theSurface || !isCurrent)
@@ -210,6 +218,10 @@ EGLBoolean eglSwapBuffers(EGLDisplay display, EGLSurface surface) {
     if (FrameCapture* const capture = configuredCapture())
         capture->write(*theSurface.picture);
     return succeed(EGL_TRUE);
+} catch (const std::bad_alloc&) {
+    // Nothing is thrown through the service; the next frame tries again.
+    layerError("no memory to present a frame");
+    return fail(EGL_BAD_ALLOC, EGL_FALSE);
 }
 
 }  // extern "C"

@@ -37,7 +37,9 @@ bool DeviceNode::serve(const std::string& path, const std::string& kind, mode_t 
     if (FuseNode::isAvailable()) {
         if (serveAsFile(path, content, device))
             return true;
+        const int error = errno;
         mountPoint_.remove();
+        errno = error;
         if (content != PlaceContent::filledFile)
             content = PlaceContent::nothing;
     }

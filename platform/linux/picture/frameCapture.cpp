@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "codec/codecChoice.h"
 #include "ownership/release.h"
@@ -39,8 +40,13 @@ FrameCapture::FrameCapture(std::string folder)
 bool FrameCapture::write(const Picture& picture) {
     if (!png_)
         return false;
-    takeChangedRows(picture);
     ++frameCount_;
+    try {
+        takeChangedRows(picture);
+    } catch (const std::bad_alloc&) {
+        takenFrame_ = 0;
+        return fail(folder_, "no memory for a picture");
+    }
     char name[32];
     std::snprintf(name, sizeof name, "frame-%06u.png", frameCount_);
     // Made when it is needed: a folder that vanishes comes back with the next frame.

@@ -3,8 +3,6 @@
 #include <charconv>
 
 std::optional<PixelSize> parsePixelSize(const std::string& text) {
-    // What the window protocols can say: sixteen bits with a sign.
-    constexpr int32_t kLargest = 32767;
     const char* const end = text.data() + text.size();
     PixelSize size{};
     const auto [cross, widthError] = std::from_chars(text.data(), end, size.width);
@@ -13,7 +11,8 @@ std::optional<PixelSize> parsePixelSize(const std::string& text) {
     const auto [rest, heightError] = std::from_chars(cross + 1, end, size.height);
     if (heightError != std::errc() || rest != end)
         return std::nullopt;
-    if (size.width < 1 || size.width > kLargest || size.height < 1 || size.height > kLargest)
+    if (size.width < 1 || size.width > kLargestPicture || size.height < 1 ||
+        size.height > kLargestPicture)
         return std::nullopt;
     return size;
 }

@@ -10,6 +10,9 @@ struct PixelSize {
     int32_t height;
 };
 
+// Pixels; what the window protocols can say: sixteen bits with a sign.
+constexpr int32_t kLargestPicture = 32767;
+
 inline bool operator==(const PixelSize& left, const PixelSize& right) {
     return left.width == right.width && left.height == right.height;
 }
@@ -17,5 +20,5 @@ inline bool operator!=(const PixelSize& left, const PixelSize& right) {
     return !(left == right);
 }
 
-// "WIDTHxHEIGHT", each 1 to 32767 without sign or blanks.
+// "WIDTHxHEIGHT", each 1 to kLargestPicture without sign or blanks.
 std::optional<PixelSize> parsePixelSize(const std::string& text);

@@ -144,6 +144,27 @@ TEST(FrameCapture, SaysOnceThatTheFolderCannotBeMade) {
                 testing::MatchesRegex("velkaris: capture: [^\n]*Not a directory[^\n]*\n"));
 }
 
+TEST(FrameCapture, GoesOnAfterAFrameThatThereWasNoMemoryFor) {
+    struct LargePicture : SmallPicture {
+        void fill(const RowSpan& rows, uint32_t* pixels, size_t stride) const override {
+            if (isTooLarge)
+                throw std::bad_alloc();
+            SmallPicture::fill(rows, pixels, stride);
+        }
+        bool isTooLarge = true;
+    } picture;
+    const TemporaryFolder folder;
+    FrameCapture capture(folder.path());
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(capture.write(picture));
+    EXPECT_FALSE(capture.write(picture));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "velkaris: capture: " + folder.path() + ": no memory for a picture (said once)\n");
+    picture.isTooLarge = false;
+    EXPECT_TRUE(capture.write(picture));
+    EXPECT_EQ(readPng(folder.file("frame-000003.png")).at(0, 0), (Bytes{7, 8, 9, 255}));
+}
+
 TEST(FrameCapture, CountsTheFramesThatItCouldNotKeep) {
     const TemporaryFolder folder;
     writeFile(folder.file("frames"), {'x'});

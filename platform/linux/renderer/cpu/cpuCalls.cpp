@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr int32_t kLargestSide = 32767;
 constexpr int32_t kFarthestViewport = 1 << 20;
 constexpr int32_t kUnpackAlignment = 4;  // bytes; rows of an upload begin at multiples of it
 
@@ -116,7 +115,7 @@ void viewport(GLint x, GLint y, GLsizei width, GLsizei height) {
         return fail(GL_INVALID_VALUE);
     context.viewport = {std::clamp(x, -kFarthestViewport, kFarthestViewport),
                         std::clamp(y, -kFarthestViewport, kFarthestViewport),
-                        std::min(width, kLargestSide), std::min(height, kLargestSide)};
+                        std::min(width, kLargestPicture), std::min(height, kLargestPicture)};
 }
 
 void clearColor(GLfloat red, GLfloat green, GLfloat blue, GLfloat) {
@@ -227,6 +226,7 @@ void drawArrays(GLenum mode, GLint first, GLsizei count) {
     try {
         drawStrip(*context.used, fetchStrip(*context.used, static_cast<size_t>(first)));
     } catch (const std::bad_alloc&) {
+        context.record->giveUp();
         fail(GL_OUT_OF_MEMORY);
     }
 }

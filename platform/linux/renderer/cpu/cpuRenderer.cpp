@@ -21,7 +21,17 @@ public:
             shown_.drawRow(y, pixels);
     }
 
-    void finishFrame() {
+    // False when it could not be recorded: then the frame before stays.
+    bool finishFrame() {
+        const bool isWhole = drawn_.isWhole();
+        if (isWhole)
+            showDrawn();
+        drawn_.clear(kBlack);
+        return isWhole;
+    }
+
+private:
+    void showDrawn() {
         addFrame();
         if (!drawn_.isSame(shown_)) {
             for (int32_t y = 0; y < size().height; ++y) {
@@ -30,10 +40,8 @@ public:
             }
             std::swap(drawn_, shown_);
         }
-        drawn_.clear(kBlack);
     }
 
-private:
     static constexpr uint32_t kBlack = 0xff000000;
 
     FrameRecord shown_;  // the newest frame
@@ -56,8 +64,10 @@ const Picture* createPicture(const PixelSize& size) {
 }
 
 bool finishFrame() {
-    picture->finishFrame();
-    return true;
+    if (picture->finishFrame())
+        return true;
+    layerError("cpu: no memory for a frame");
+    return false;
 }
 
 }  // namespace

@@ -42,6 +42,12 @@ void FrameRecord::clear(uint32_t colour) {
     runs_.clear();
     rectangles_.clear();
     textures_.clear();
+    isWhole_ = true;
+}
+
+void FrameRecord::giveUp() {
+    clear(background_);
+    isWhole_ = false;
 }
 
 void FrameRecord::add(const Paint& paint, const Rectangle& rectangle,

@@ -22,6 +22,10 @@ public:
     void add(const Paint& paint, const Rectangle& rectangle,
              const std::shared_ptr<const Texture>& texture);
 
+    // Gives the frame up, for want of memory; until it is cleared the record is not whole.
+    void giveUp();
+    bool isWhole() const { return isWhole_; }
+
     void drawRow(int32_t y, uint32_t* pixels) const;
 
     // Whether nothing differs, and whether nothing differs in that row. The number of a texture has
@@ -48,6 +52,7 @@ private:
     const Texture* textureOf(const Paint& paint) const;
 
     PixelSize size_;
+    bool isWhole_ = true;
     uint32_t background_ = 0xff000000;
     std::vector<Run> runs_;
     std::vector<Rectangle> rectangles_;

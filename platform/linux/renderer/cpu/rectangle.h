@@ -20,7 +20,7 @@ inline bool operator!=(const Paint& left, const Paint& right) {
     return !(left == right);
 }
 
-// Its pixels lie on the surface, 32767 a side at most.
+// Its pixels lie on the surface, kLargestPicture a side at most.
 struct Rectangle {
     int16_t left, top;      // counted from the top left corner
     int16_t right, bottom;  // behind the last column and row

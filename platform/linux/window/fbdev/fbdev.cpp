@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <cstdlib>
+
 #include "report/layerError.h"
 #include "window/fbdev/fbdevDisplay.h"
 #include "window/scanout/displayArgument.h"
@@ -34,9 +36,12 @@ void leaveDisplay() {
         console().display->pause();
 }
 
+// One that has another mode by now is opened anew with the next frame.
 void regainDisplay() {
     if (console().display && console().display->isThere())
         console().display->resume();
+    else
+        console().display.reset();
 }
 
 // Opens the display; what is in the way if it cannot.
@@ -49,7 +54,8 @@ std::string takeDisplay() {
 }
 
 void followDisplay() {
-    if (console().display && console().display->isThere())
+    FbdevDisplay* const display = console().display.get();
+    if (display && (display->isPaused() || display->isThere()))
         return;
     const std::string trouble = takeDisplay();
     if (console().display)
@@ -79,6 +85,7 @@ std::optional<PixelSize> open(const std::string& argument) {
         return std::nullopt;
     }
     claimTerminal(leaveDisplay, regainDisplay);
+    std::atexit(leaveDisplay);  // also without a terminal, which would do it
     console().size = wish->size.value_or(console().display->consoleSize());
     return console().size;
 }

@@ -102,6 +102,8 @@ void FbdevDisplay::chooseSides() {
         sides_ = {{0, 0, 0}, {height, height * layout_.stride, 0}};
     else
         sides_ = {{variable_.yoffset, layout_.shownStart, 0}};
+    // A killed console may have left the display on its second picture.
+    shown_ = sides_.size() > 1 && variable_.yoffset >= height ? 1 : 0;
 }
 
 bool FbdevDisplay::isThere() const {

@@ -37,6 +37,7 @@ public:
     // of the newest frame is.
     void pause();
     void resume();
+    bool isPaused() const { return isPaused_; }
 
 private:
     struct Side {

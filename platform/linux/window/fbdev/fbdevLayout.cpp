@@ -49,6 +49,10 @@ std::optional<FbdevLayout> layoutOf(const fb_fix_screeninfo& fixed,
                   "; the console draws packed pixels of 16, 24 or 32 bits in true colour";
         return std::nullopt;
     }
+    if (variable.xres > kLargestPicture || variable.yres > kLargestPicture) {
+        *reason = "has a mode of more than " + std::to_string(kLargestPicture) + " pixels a side";
+        return std::nullopt;
+    }
     FbdevLayout layout{};
     layout.size = {static_cast<int32_t>(variable.xres), static_cast<int32_t>(variable.yres)};
     layout.format = formatOf(variable);

@@ -92,11 +92,12 @@ bool KmsDisplay::isNewest(const Side& side) const {
 }
 
 // The side that holds the newest frame: the shown one if it does, else the other one, in which the
-// rows are written that it lacks. Null after printing that there is no memory for it.
+// rows are written that it lacks. A card that has memory for one side only shows how it is written.
+// Null when there is no memory for any.
 KmsDisplay::Side* KmsDisplay::filledSide() {
     if (shown_ && isNewest(*shown_))
         return shown_;
-    Side* const side = shown_ == &sides_[0] ? &sides_[1] : &sides_[0];
+    Side* side = shown_ == &sides_[0] ? &sides_[1] : &sides_[0];
     if (!side->buffer) {
         side->buffer = KmsBuffer::create(card_, output_.size(), output_.format);
         side->frame = 0;
@@ -106,7 +107,9 @@ KmsDisplay::Side* KmsDisplay::filledSide() {
             layerError("kms: %s has no memory for a picture of %dx%d: %s", card_->path.c_str(),
                        output_.size().width, output_.size().height, std::strerror(errno));
         isMemoryReported_ = true;
-        return nullptr;
+        if (!shown_)
+            return nullptr;
+        side = shown_;
     }
     scanout_.write(*picture_, side->frame, side->buffer->memory());
     side->frame = picture_->frame();

@@ -5,6 +5,9 @@
 
 namespace {
 
+// More put requests than this go as one: the connection holds them in any case.
+constexpr size_t kMostStretches = 128;
+
 // A row may be larger. One request of this size is what every server takes.
 constexpr size_t kImageBytes = 65536;
 
@@ -51,7 +54,9 @@ void X11Frames::handle(const xcb_generic_event_t& event) {
 void X11Frames::sendNewest() {
     if (!picture_ || answersDue_ > 0)
         return;
-    const std::vector<RowSpan> changed = picture_->changedSince(sentFrame_);
+    std::vector<RowSpan> changed = picture_->changedSince(sentFrame_);
+    if (changed.size() > kMostStretches)
+        changed = {{changed.front().first, changed.back().end}};
     for (const RowSpan& rows : changed)
         segment_ ? putShared(rows, &rows == &changed.back()) : putPlain(rows);
     sentFrame_ = picture_->frame();

@@ -286,6 +286,30 @@ TEST_F(Fbdev, DrawsNothingOnATerminalThatIsNotSeen) {
     EXPECT_EQ(seen(0, 0), 1u);
 }
 
+TEST_F(Fbdev, BeginsOnTheSideThatIsNotShown) {
+    setMode(kSize, 2);
+    kernel.variable.yoffset = 6;
+    open();
+    show(1);
+    show(2);
+    EXPECT_EQ(seen(0, 0), 2u);
+    EXPECT_THAT(kernel.moves, ElementsAre(0, 6));
+}
+
+TEST_F(Fbdev, LooksAtAnotherModeOnlyOnceItsTerminalIsSeen) {
+    open();
+    show(1);
+    kernel.leave();
+    setMode({10, 8}, 1);
+    show(2);
+    EXPECT_EQ(seen(1, 1), kText);
+    EXPECT_THAT(kernel.said, IsEmpty());
+    kernel.enter();
+    show(3);
+    EXPECT_EQ(seen(1, 1), 3u);
+    EXPECT_THAT(kernel.said, ElementsAre("fbdev: drawing on " + path + ", 10x8"));
+}
+
 TEST_F(Fbdev, TakesADisplayInAnotherModeAnew) {
     open();
     show(1);

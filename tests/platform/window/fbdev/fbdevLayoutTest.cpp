@@ -103,6 +103,12 @@ TEST_F(FbdevLayoutTest, WithoutMemoryForItsModeIsRefused) {
     EXPECT_FALSE(layout());
 }
 
+TEST_F(FbdevLayoutTest, WithMoreThan32767PixelsASideIsRefused) {
+    variable.xres = 32768;
+    EXPECT_FALSE(layout());
+    EXPECT_EQ(reason, "has a mode of more than 32767 pixels a side");
+}
+
 TEST_F(FbdevLayoutTest, StartsWhereTheDisplayIs) {
     variable.xres_virtual = 832;
     variable.xoffset = 10;

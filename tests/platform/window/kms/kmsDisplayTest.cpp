@@ -296,6 +296,16 @@ TEST_F(KmsFlips, ACardWithoutMemoryIsSaidOnceAndAskedAgain) {
     EXPECT_THAT(kernel.calls, ElementsAre("light 3"));
 }
 
+TEST_F(KmsFlips, ACardWithMemoryForOneBufferShowsEachFrameInIt) {
+    showInTurn(1);
+    dumbBuffers().createError = ENOMEM;
+    showInTurn(2);
+    showInTurn(3);
+    EXPECT_THAT(kernel.calls, ElementsAre("light 1", "flip 2", "flip 3"));
+    EXPECT_THAT(kernel.buffers, ElementsAre(1, 1, 1));
+    EXPECT_EQ(kernel.complaints, 1);
+}
+
 TEST_F(KmsFlips, NothingIsBroughtToAPausedDisplay) {
     showInTurn(1);
     display->pause();
