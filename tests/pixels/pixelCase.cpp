@@ -43,8 +43,8 @@ std::vector<std::string> cards() {
 std::string windowFor(const ReferenceScreen& screen, size_t place) {
     if (!cards().empty())
         return "kms:" + cards().at(place) + ":" + sizeText(screen);
-    const std::string backend = setting("VELKARIS_PIXEL_WINDOW");
-    return (backend.empty() ? "headless" : backend) + ":" + sizeText(screen);
+    const std::string window = setting("VELKARIS_PIXEL_WINDOW");
+    return (window.empty() ? "headless" : window) + ":" + sizeText(screen);
 }
 
 std::unique_ptr<ConsoleProcess> startCase(const PixelCase& wanted, size_t place) {

@@ -1,4 +1,4 @@
-// The screen service: one display of the backend's size, and errors for what is no handle.
+// The screen service: one display of the window's size, and errors for what is no handle.
 #include <gtest/gtest.h>
 #include <screen/screen.h>
 

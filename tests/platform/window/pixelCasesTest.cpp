@@ -16,8 +16,8 @@ namespace {
 constexpr int kWidth = 2048;
 constexpr int kHeight = 1200;
 
-void expectAllCases(const std::string& backend, std::vector<std::string> environment) {
-    environment.push_back("VELKARIS_PIXEL_WINDOW=" + backend);
+void expectAllCases(const std::string& window, std::vector<std::string> environment) {
+    environment.push_back("VELKARIS_PIXEL_WINDOW=" + window);
     // What it reports goes where all of it is kept.
     ChildProcess cases({"sh", "-c", "exec \"$0\" --gtest_brief=1 >&2", VELKARIS_PIXEL_TESTS},
                        environment);

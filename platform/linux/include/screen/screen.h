@@ -1,5 +1,5 @@
 // The screen service, the part that tells how large the displays are. There is one display: the one
-// of the window backend. All calls return 0, or -1 with errno.
+// of the window. All calls return 0, or -1 with errno.
 #pragma once
 
 typedef struct _screen_context* screen_context_t;
@@ -16,7 +16,7 @@ extern "C" {
 #endif
 
 // EINVAL for a null pointer, EPERM for other flags than SCREEN_APPLICATION_CONTEXT, EIO when no
-// window backend can be opened. The display handles live as long as their context.
+// window can be opened. The display handles live as long as their context.
 int screen_create_context(screen_context_t* pctx, int flags);
 int screen_destroy_context(screen_context_t ctx);
 
