@@ -1,13 +1,13 @@
 // Wraps a command: an item while it runs, its output as lines and passed through, its exit status
 // as ours. What the console does or does not do never disturbs the command.
 #include <poll.h>
-#include <string.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <deque>
 
 #include "cli/childCommand.h"
@@ -325,7 +325,7 @@ int exitStatus(int waitStatus) {
 }
 
 int reportNotRun(const Options& options, const std::string& command, int error, ItemFeed& item) {
-    const std::string text = command + ": " + strerror(error);
+    const std::string text = command + ": " + std::strerror(error);
     item.addLine(text);
     item.finish();
     complain(options, text);
