@@ -170,7 +170,7 @@ int Relay::patienceMs() const {
 
 // Waits for something to happen and handles it.
 void Relay::turn() {
-    enum { kSignals, kState, kKeys, kKeyboard, kFirstTrack };
+    constexpr size_t kSignals = 0, kState = 1, kKeys = 2, kKeyboard = 3, kFirstTrack = 4;
     std::vector<pollfd> waits(kFirstTrack, pollfd{-1, 0, 0});
     waits[kSignals] = {signals_.fd(), POLLIN, 0};
     waits[kState] = {status_ ? -1 : child_.stateSource(), POLLIN, 0};

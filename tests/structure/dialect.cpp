@@ -80,6 +80,19 @@ std::vector<std::string> bareLibraryCalls(const std::string& code) {
     return found;
 }
 
+std::vector<std::string> prefixedEnumerators(const std::string& code) {
+    static const std::regex enumeration(R"(\benum\b[^;(){}]*\{([^}]*)\})");
+    static const std::regex enumerator(R"((?:^|,)\s*(k[A-Z]\w*))");
+    std::vector<std::string> found;
+    for (std::sregex_iterator match(code.begin(), code.end(), enumeration), end; match != end;
+         ++match) {
+        const std::string body = (*match)[1];
+        for (std::sregex_iterator name(body.begin(), body.end(), enumerator); name != end; ++name)
+            found.push_back((*name)[1]);
+    }
+    return found;
+}
+
 std::vector<std::string> bracketedValues(const std::string& code) {
     static const std::regex size(R"(\bsizeof\(\s*([^()]*))");
     // Neither a type's name nor a text.

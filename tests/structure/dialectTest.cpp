@@ -28,6 +28,12 @@ TEST(Dialect, LeavesAloneWhatOnlyResemblesTheCLibrary) {
                 IsEmpty());
 }
 
+TEST(Dialect, FindsEnumeratorsWithThePrefixOfConstants) {
+    EXPECT_THAT(prefixedEnumerators("enum class Event : int { none, kGone, seen = kBase };\n"
+                                    "enum { kFirst = 1 };\nvoid f(enum Event e) { kLimit; }"),
+                ElementsAre("kGone", "kFirst"));
+}
+
 TEST(Dialect, FindsValuesInTheBracketsOfSizeof) {
     EXPECT_THAT(bracketedValues("sizeof(count) + sizeof(*first) + sizeof(a.b)"),
                 ElementsAre("sizeof(count", "sizeof(*first", "sizeof(a.b"));
@@ -55,6 +61,11 @@ std::vector<SourceFile> dialectSources() {
 TEST(Structure, TheLayerAndTheClientWriteStdBeforeTheCLibrary) {
     for (const SourceFile& file : dialectSources())
         EXPECT_THAT(bareLibraryCalls(codeOf(file.text)), IsEmpty()) << file.path;
+}
+
+TEST(Structure, TheLayerAndTheClientHavePlainEnumerators) {
+    for (const SourceFile& file : dialectSources())
+        EXPECT_THAT(prefixedEnumerators(codeOf(file.text)), IsEmpty()) << file.path;
 }
 
 TEST(Structure, TheLayerAndTheClientBracketOnlyTypesAfterSizeof) {

@@ -5,7 +5,7 @@ const int kStart = kLimit;
 const int start_at = limit;  // refused
 
 enum class Event { gone, wasSeen };
-enum class Signal { kGone, SEEN };  // refused
+enum class Signal { gone, SEEN };  // refused
 
 struct Point {
     int left;
