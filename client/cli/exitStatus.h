@@ -1,9 +1,7 @@
 // What velkarisctl's exit status says; part of its documented interface.
 #pragma once
 
-enum ExitStatus {
-    kDone = 0,
-    kFailed = 1,
-    kUsageError = 2,
-    kNoConsole = 3,
-};
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kUsageError = 2;
+constexpr int kNoConsole = 3;

@@ -65,12 +65,12 @@ FollowedFile::Event FollowedFile::read(std::string& bytes) {
     if (got > 0) {
         position_ += got;
         bytes.assign(piece.data(), static_cast<size_t>(got));
-        return Event::kNone;
+        return Event::none;
     }
     struct stat now;
     if (fstat(fd_.get(), &now) == 0 && now.st_size < position_) {
         position_ = 0;
-        return Event::kCut;
+        return Event::cut;
     }
     return next_ ? turnToNewFile() : lookForNewFile();
 }
@@ -79,13 +79,13 @@ FollowedFile::Event FollowedFile::lookForNewFile() {
     OwnedFd found = openForReading(path_);
     struct stat there;
     if (!found || fstat(found.get(), &there) != 0 || !S_ISREG(there.st_mode))
-        return std::exchange(goneTold_, true) ? Event::kNone : Event::kGone;
+        return std::exchange(goneTold_, true) ? Event::none : Event::gone;
     struct stat ours;
     if (fd_ && fstat(fd_.get(), &ours) == 0 &&
         ((ours.st_dev == there.st_dev && ours.st_ino == there.st_ino) || there.st_size == 0))
-        return Event::kNone;
+        return Event::none;
     next_ = std::move(found);
-    return fd_ ? Event::kSucceeded : turnToNewFile();
+    return fd_ ? Event::succeeded : turnToNewFile();
 }
 
 FollowedFile::Event FollowedFile::turnToNewFile() {
@@ -93,5 +93,5 @@ FollowedFile::Event FollowedFile::turnToNewFile() {
     fd_ = std::move(next_);
     position_ = 0;
     goneTold_ = false;
-    return wasThere ? Event::kReplaced : Event::kAppeared;
+    return wasThere ? Event::replaced : Event::appeared;
 }

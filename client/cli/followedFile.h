@@ -18,7 +18,7 @@ public:
 
     // What happened to the file when read() was called, for those who tell. After kSucceeded it is
     // read once more, up to kReplaced.
-    enum class Event { kNone, kAppeared, kSucceeded, kReplaced, kCut, kGone };
+    enum class Event { none, appeared, succeeded, replaced, cut, gone };
 
     // Puts the next bytes into `bytes`, none if there are none now. Keeps to a file until another
     // one that has taken its name has something in it, and reads it to its end once more then: who

@@ -52,13 +52,13 @@ void GaugeReader::end() {
 void GaugeReader::takeLine(std::string line) {
     const std::string content = trimmed(line);
     if (content == kBlockMark) {
-        expect_ = expect_ == Expect::kNumbers ? Expect::kBlockPercent : Expect::kNumbers;
+        expect_ = expect_ == Expect::numbers ? Expect::blockPercent : Expect::numbers;
         return;
     }
     const Expect expected =
-        expect_ == Expect::kBlockPercent ? std::exchange(expect_, Expect::kBlockText) : expect_;
+        expect_ == Expect::blockPercent ? std::exchange(expect_, Expect::blockText) : expect_;
     const std::optional<int> number =
-        expected == Expect::kBlockText ? std::nullopt : numberOn(content);
+        expected == Expect::blockText ? std::nullopt : numberOn(content);
     if (number)
         onPercent_(*number);
     else if (!content.empty())

@@ -23,7 +23,7 @@ public:
     void end();
 
 private:
-    enum class Expect { kNumbers, kBlockPercent, kBlockText };
+    enum class Expect { numbers, blockPercent, blockText };
 
     void takeLine(std::string line);
     void takeText(const std::string& line);
@@ -31,5 +31,5 @@ private:
     OnPercent onPercent_;
     OnText onText_;
     std::string line_;
-    Expect expect_ = Expect::kNumbers;
+    Expect expect_ = Expect::numbers;
 };

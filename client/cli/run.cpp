@@ -1,13 +1,13 @@
 // Wraps a command: an item while it runs, its output as lines and passed through, its exit status
 // as ours. What the console does or does not do never disturbs the command.
 #include <poll.h>
-#include <string.h>
 #include <sys/signalfd.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <deque>
 
 #include "cli/childCommand.h"
@@ -170,7 +170,7 @@ int Relay::patienceMs() const {
 
 // Waits for something to happen and handles it.
 void Relay::turn() {
-    enum { kSignals, kState, kKeys, kKeyboard, kFirstTrack };
+    constexpr size_t kSignals = 0, kState = 1, kKeys = 2, kKeyboard = 3, kFirstTrack = 4;
     std::vector<pollfd> waits(kFirstTrack, pollfd{-1, 0, 0});
     waits[kSignals] = {signals_.fd(), POLLIN, 0};
     waits[kState] = {status_ ? -1 : child_.stateSource(), POLLIN, 0};
@@ -325,7 +325,7 @@ int exitStatus(int waitStatus) {
 }
 
 int reportNotRun(const Options& options, const std::string& command, int error, ItemFeed& item) {
-    const std::string text = command + ": " + strerror(error);
+    const std::string text = command + ": " + std::strerror(error);
     item.addLine(text);
     item.finish();
     complain(options, text);

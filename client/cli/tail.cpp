@@ -66,20 +66,20 @@ int Tail::showNewsOf(Followed& followed) {
     for (;;) {
         const FollowedFile::Event event = followed.file.read(bytes);
         switch (event) {
-            case FollowedFile::Event::kNone:
-            case FollowedFile::Event::kSucceeded: break;
-            case FollowedFile::Event::kAppeared: tell(followed, "appeared"); break;
-            case FollowedFile::Event::kReplaced: tell(followed, "replaced"); break;
-            case FollowedFile::Event::kCut: tell(followed, "cut"); break;
-            case FollowedFile::Event::kGone: tell(followed, "gone"); break;
+            case FollowedFile::Event::none:
+            case FollowedFile::Event::succeeded: break;
+            case FollowedFile::Event::appeared: tell(followed, "appeared"); break;
+            case FollowedFile::Event::replaced: tell(followed, "replaced"); break;
+            case FollowedFile::Event::cut: tell(followed, "cut"); break;
+            case FollowedFile::Event::gone: tell(followed, "gone"); break;
         }
-        if (event != FollowedFile::Event::kNone && event != FollowedFile::Event::kSucceeded)
+        if (event != FollowedFile::Event::none && event != FollowedFile::Event::succeeded)
             followed.lines.end();  // nobody is going to complete that line
         followed.lines.feed(bytes);
         if (const int status = send(followed))
             return status;
-        const bool sameFileAtItsEnd = bytes.empty() && event == FollowedFile::Event::kNone;
-        if (sameFileAtItsEnd || event == FollowedFile::Event::kGone)
+        const bool sameFileAtItsEnd = bytes.empty() && event == FollowedFile::Event::none;
+        if (sameFileAtItsEnd || event == FollowedFile::Event::gone)
             return kDone;
     }
 }

@@ -29,20 +29,20 @@ void dropLastCharacter(std::string& line) {
 void TerminalLines::feed(std::string_view bytes) {
     for (const char c : bytes) {
         switch (expect_) {
-            case Expect::kText: isControl(c) ? takeControl(c) : takeText(c); break;
-            case Expect::kEscape:
-                expect_ = c == '[' ? Expect::kSequence : c == ']' ? Expect::kString : Expect::kText;
+            case Expect::text: isControl(c) ? takeControl(c) : takeText(c); break;
+            case Expect::escape:
+                expect_ = c == '[' ? Expect::sequence : c == ']' ? Expect::string : Expect::text;
                 break;
-            case Expect::kSequence:  // parameters, then one byte that ends it
+            case Expect::sequence:  // parameters, then one byte that ends it
                 if (c >= '@' && c <= '~')
-                    expect_ = Expect::kText;
+                    expect_ = Expect::text;
                 break;
-            case Expect::kString:  // a title and the like, up to a bell or an escape and one more
-                expect_ = c == kBell         ? Expect::kText
-                          : c == kEscapeByte ? Expect::kStringEscape
-                                             : Expect::kString;
+            case Expect::string:  // a title and the like, up to a bell or an escape and one more
+                expect_ = c == kBell         ? Expect::text
+                          : c == kEscapeByte ? Expect::stringEscape
+                                             : Expect::string;
                 break;
-            case Expect::kStringEscape: expect_ = Expect::kText; break;
+            case Expect::stringEscape: expect_ = Expect::text; break;
         }
     }
     showProgress();
@@ -75,7 +75,7 @@ void TerminalLines::takeControl(char c) {
             while (line_.size() % kTabWidth != 0);
             break;
         case '\b': dropLastCharacter(line_); break;
-        case kEscapeByte: expect_ = Expect::kEscape; break;
+        case kEscapeByte: expect_ = Expect::escape; break;
         default: break;
     }
 }

@@ -25,7 +25,7 @@ public:
     void end();
 
 private:
-    enum class Expect { kText, kEscape, kSequence, kString, kStringEscape };
+    enum class Expect { text, escape, sequence, string, stringEscape };
 
     void takeText(char c);
     void takeControl(char c);
@@ -35,7 +35,7 @@ private:
     OnLine onLine_;
     OnProgress onProgress_;
     std::string line_;
-    Expect expect_ = Expect::kText;
+    Expect expect_ = Expect::text;
     bool returned_ = false;  // a carriage return came: the next character starts the line anew
     bool changed_ = false;   // since progress was shown last
 };

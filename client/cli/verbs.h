@@ -13,7 +13,7 @@ int addVerb(const Options& options, const Operands& operands);
 int demoVerb(const Options& options, const Operands& operands);
 int gaugeVerb(const Options& options, const Operands& operands);
 int percentVerb(const Options& options, const Operands& operands);
-int runVerb(const Options& options, const Operands& operands);
+int runVerb(const Options& options, const Operands& command);
 int setVerb(const Options& options, const Operands& operands);
 int statusVerb(const Options& options, const Operands& operands);
 int tailVerb(const Options& options, const Operands& operands);

@@ -15,7 +15,7 @@ class FollowedFileTest : public testing::Test {
 protected:
     void write(const std::string& text) const { std::ofstream(path) << text; }
     void append(const std::string& text) const { std::ofstream(path, std::ios::app) << text; }
-    std::string news(Event expected = Event::kNone) {
+    std::string news(Event expected = Event::none) {
         std::string bytes;
         EXPECT_EQ(file.read(bytes), expected);
         return bytes;
@@ -73,8 +73,8 @@ TEST_F(FollowedFileTest, ReadsAReplacedFileToItsEndFirst) {
     std::filesystem::rename(path, folder.file("log.1"));
     write("three\n");
     EXPECT_EQ(news(), "two\n");
-    EXPECT_EQ(news(Event::kSucceeded), "");
-    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(Event::succeeded), "");
+    EXPECT_EQ(news(Event::replaced), "");
     EXPECT_EQ(news(), "three\n");
 }
 
@@ -82,7 +82,7 @@ TEST_F(FollowedFileTest, BeginsAgainWhenTheFileIsCut) {
     write("a long first line\n");
     ASSERT_EQ(file.open(0), 0);
     write("new\n");
-    EXPECT_EQ(news(Event::kCut), "");
+    EXPECT_EQ(news(Event::cut), "");
     EXPECT_EQ(news(), "new\n");
 }
 
@@ -91,10 +91,10 @@ TEST_F(FollowedFileTest, ReadsWhatCameWhileItLookedForTheNextFile) {
     ASSERT_EQ(file.open(0), 0);
     std::filesystem::rename(path, folder.file("log.1"));
     write("three\n");
-    EXPECT_EQ(news(Event::kSucceeded), "");
+    EXPECT_EQ(news(Event::succeeded), "");
     std::ofstream(folder.file("log.1"), std::ios::app) << "two\n";
     EXPECT_EQ(news(), "two\n");
-    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(Event::replaced), "");
     EXPECT_EQ(news(), "three\n");
 }
 
@@ -108,8 +108,8 @@ TEST_F(FollowedFileTest, KeepsToAFileUntilTheNextOneIsWrittenTo) {
     EXPECT_EQ(news(), "two\n");
     EXPECT_EQ(news(), "");
     append("three\n");
-    EXPECT_EQ(news(Event::kSucceeded), "");
-    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(Event::succeeded), "");
+    EXPECT_EQ(news(Event::replaced), "");
     EXPECT_EQ(news(), "three\n");
 }
 
@@ -117,7 +117,7 @@ TEST_F(FollowedFileTest, WaitsForAFileThatIsNotThere) {
     EXPECT_EQ(file.open(10), ENOENT);
     EXPECT_EQ(news(), "");
     write("here\n");
-    EXPECT_EQ(news(Event::kAppeared), "");
+    EXPECT_EQ(news(Event::appeared), "");
     EXPECT_EQ(news(), "here\n");
 }
 
@@ -125,11 +125,11 @@ TEST_F(FollowedFileTest, TellsOnceThatTheFileIsGone) {
     write("x\n");
     ASSERT_EQ(file.open(0), 0);
     std::filesystem::remove(path);
-    EXPECT_EQ(news(Event::kGone), "");
+    EXPECT_EQ(news(Event::gone), "");
     EXPECT_EQ(news(), "");
     write("y\n");
-    EXPECT_EQ(news(Event::kSucceeded), "");
-    EXPECT_EQ(news(Event::kReplaced), "");
+    EXPECT_EQ(news(Event::succeeded), "");
+    EXPECT_EQ(news(Event::replaced), "");
     EXPECT_EQ(news(), "y\n");
 }
 

@@ -71,38 +71,38 @@ EGLAPI EGLint EGLAPIENTRY eglGetError(void);
 
 // The display of the window that the settings choose, which this call opens; EGL_NO_DISPLAY for
 // another native display than the default one, and when no window can be opened (printed).
-EGLAPI EGLDisplay EGLAPIENTRY eglGetDisplay(EGLNativeDisplayType display_id);
+EGLAPI EGLDisplay EGLAPIENTRY eglGetDisplay(EGLNativeDisplayType nativeDisplay);
 
 // Gets the renderer ready that the settings choose. Says version 1.4 where *major and *minor are
 // given.
-EGLAPI EGLBoolean EGLAPIENTRY eglInitialize(EGLDisplay dpy, EGLint* major, EGLint* minor);
+EGLAPI EGLBoolean EGLAPIENTRY eglInitialize(EGLDisplay display, EGLint* major, EGLint* minor);
 
 // Until the next eglInitialize no other call takes the display. What was made stays.
-EGLAPI EGLBoolean EGLAPIENTRY eglTerminate(EGLDisplay dpy);
+EGLAPI EGLBoolean EGLAPIENTRY eglTerminate(EGLDisplay display);
 
-EGLAPI EGLBoolean EGLAPIENTRY eglGetConfigs(EGLDisplay dpy, EGLConfig* configs, EGLint config_size,
-                                            EGLint* num_config);
-EGLAPI EGLBoolean EGLAPIENTRY eglGetConfigAttrib(EGLDisplay dpy, EGLConfig config, EGLint attribute,
-                                                 EGLint* value);
+EGLAPI EGLBoolean EGLAPIENTRY eglGetConfigs(EGLDisplay display, EGLConfig* configs, EGLint size,
+                                            EGLint* count);
+EGLAPI EGLBoolean EGLAPIENTRY eglGetConfigAttrib(EGLDisplay display, EGLConfig config,
+                                                 EGLint attribute, EGLint* value);
 
 EGLAPI EGLBoolean EGLAPIENTRY eglBindAPI(EGLenum api);
-EGLAPI EGLContext EGLAPIENTRY eglCreateContext(EGLDisplay dpy, EGLConfig config,
-                                               EGLContext share_context, const EGLint* attrib_list);
+EGLAPI EGLContext EGLAPIENTRY eglCreateContext(EGLDisplay display, EGLConfig config,
+                                               EGLContext shared, const EGLint* attributes);
 
-// `win` is what kdRealizeWindow gave. No attributes are known. The surface has the window's size.
-// There is one a process; a second one is EGL_BAD_ALLOC, as a second context is.
-EGLAPI EGLSurface EGLAPIENTRY eglCreateWindowSurface(EGLDisplay dpy, EGLConfig config,
-                                                     EGLNativeWindowType win,
-                                                     const EGLint* attrib_list);
+// `window` is what kdRealizeWindow gave. No attributes are known. The surface has the window's
+// size. There is one a process; a second one is EGL_BAD_ALLOC, as a second context is.
+EGLAPI EGLSurface EGLAPIENTRY eglCreateWindowSurface(EGLDisplay display, EGLConfig config,
+                                                     EGLNativeWindowType window,
+                                                     const EGLint* attributes);
 
 // The same surface for drawing and reading, or none of all three. The first time a context is made
 // current, its viewport becomes the surface's size.
-EGLAPI EGLBoolean EGLAPIENTRY eglMakeCurrent(EGLDisplay dpy, EGLSurface draw, EGLSurface read,
-                                             EGLContext ctx);
+EGLAPI EGLBoolean EGLAPIENTRY eglMakeCurrent(EGLDisplay display, EGLSurface draw, EGLSurface read,
+                                             EGLContext context);
 
 // Presents what was drawn since the last swap; the surface has to be current. Never waits for the
 // display. What the surface holds afterwards is undefined.
-EGLAPI EGLBoolean EGLAPIENTRY eglSwapBuffers(EGLDisplay dpy, EGLSurface surface);
+EGLAPI EGLBoolean EGLAPIENTRY eglSwapBuffers(EGLDisplay display, EGLSurface surface);
 
 #ifdef __cplusplus
 }

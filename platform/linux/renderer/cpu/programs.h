@@ -20,13 +20,12 @@ struct Shader {
 };
 
 // The locations of the uniforms, the same in each program that has them.
-enum UniformLocation : GLint {
-    kNoUniform = -1,
-    kTransformUniform = 0,         // mat4: vertices to clip coordinates
-    kColourUniform = 1,            // vec4, of the solid program
-    kTextureTransformUniform = 2,  // mat2: texture coordinates to fractions of the image
-    kTextureUniform = 3,           // sampler2D
-};
+constexpr GLint kNoUniform = -1;
+constexpr GLint kTransformUniform = 0;  // mat4: vertices to clip coordinates
+constexpr GLint kColourUniform = 1;     // vec4, of the solid program
+constexpr GLint kTextureTransformUniform =
+    2;                                // mat2: texture coordinates to fractions of the image
+constexpr GLint kTextureUniform = 3;  // sampler2D
 
 struct Program {
     std::vector<std::shared_ptr<const Shader>> shaders;

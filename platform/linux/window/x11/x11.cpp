@@ -1,10 +1,10 @@
 #include "window/x11/x11.h"
 
 #include <poll.h>
-#include <signal.h>
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <optional>
 
@@ -105,7 +105,7 @@ std::optional<PixelSize> open(const std::string& argument) {
     if (!connect())
         return std::nullopt;
     // Writing to a lost connection would end the process without a word.
-    signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
     const xcb_screen_t& screen = *x11().server->screen;
     x11().isFullScreen = !size;
     x11().displaySize = size.value_or(PixelSize{screen.width_in_pixels, screen.height_in_pixels});
