@@ -27,12 +27,12 @@ struct Pipe {
     OwnedFd write;
 };
 
-int makePipe(Pipe& result) {
+int makePipe(Pipe* result) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         return errno;
-    result.read.reset(ends[0]);
-    result.write.reset(ends[1]);
+    result->read.reset(ends[0]);
+    result->write.reset(ends[1]);
     return 0;
 }
 
@@ -57,10 +57,10 @@ std::vector<char*> argumentPointers(const std::vector<std::string>& arguments) {
     return result;
 }
 
-int readReport(int fd, int& value) {
+int readReport(int fd, int* value) {
     ssize_t got;
     do
-        got = read(fd, &value, sizeof value);
+        got = read(fd, value, sizeof *value);
     while (got < 0 && errno == EINTR);
     return static_cast<int>(got);
 }
@@ -123,8 +123,8 @@ void Launch::leadSession() const {
         }
         onTerminal.execute();
     }
-    // What stays open here would keep its other end from ever noticing that we are gone. But the
-    // terminal stays: it would come to its end, and be hung up, before the report of the command's.
+    // What stays open here would keep its other end from ever noticing that we are gone. Keep the
+    // terminal open: closing it now would hang up the command before it reports its status.
     close(failures);
     for (const OutputStream& stream : ours)
         close(stream.source.get());
@@ -145,56 +145,56 @@ void ChildCommand::addStream(OwnedFd source, int target) {
     streams_.push_back({std::move(source), target});
 }
 
-int ChildCommand::prepareTerminal(Plan& plan) {
+int ChildCommand::prepareTerminal(Plan* plan) {
     OwnedFd terminal(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     std::array<char, 64> name;
     if (!terminal || grantpt(terminal.get()) != 0 || unlockpt(terminal.get()) != 0)
         return errno;
     if (const int error = ptsname_r(terminal.get(), name.data(), name.size()))
         return error;
-    plan.terminalName = name.data();
-    plan.terminal = {isatty(STDIN_FILENO) == 1, true, isatty(STDERR_FILENO) == 1};
+    plan->terminalName = name.data();
+    plan->terminal = {isatty(STDIN_FILENO) == 1, true, isatty(STDERR_FILENO) == 1};
     copyTerminalSettings(terminal.get());
 
     ownTerminal_ = true;
     terminal_ = terminal.get();
-    keyboard_ = plan.terminal[STDIN_FILENO] ? terminal_ : -1;
+    keyboard_ = plan->terminal[STDIN_FILENO] ? terminal_ : -1;
     addStream(std::move(terminal), STDOUT_FILENO);
     copyTerminalSize();
     return 0;
 }
 
 // One pipe where both streams end up in the same place: that keeps their order for certain.
-int ChildCommand::preparePipes(Plan& plan) {
+int ChildCommand::preparePipes(Plan* plan) {
     Pipe output;
     Pipe errors;
     if (!ownTerminal_) {
-        if (const int error = makePipe(output))
+        if (const int error = makePipe(&output))
             return error;
-        plan.output = output.write.get();
-        plan.errors = plan.output;
+        plan->output = output.write.get();
+        plan->errors = plan->output;
         addStream(std::move(output.read), STDOUT_FILENO);
-        plan.pipes.push_back(std::move(output.write));
+        plan->pipes.push_back(std::move(output.write));
     }
-    if (ownTerminal_ ? plan.terminal[STDERR_FILENO] : sameFile(STDOUT_FILENO, STDERR_FILENO))
+    if (ownTerminal_ ? plan->terminal[STDERR_FILENO] : sameFile(STDOUT_FILENO, STDERR_FILENO))
         return 0;
-    if (const int error = makePipe(errors))
+    if (const int error = makePipe(&errors))
         return error;
-    plan.errors = errors.write.get();
+    plan->errors = errors.write.get();
     addStream(std::move(errors.read), STDERR_FILENO);
-    plan.pipes.push_back(std::move(errors.write));
+    plan->pipes.push_back(std::move(errors.write));
     return 0;
 }
 
 // Returns 0 or the error number of the command's start. A session's leader names the command.
 int ChildCommand::awaitExecution(int failures, OwnedFd reports) {
     int error = 0;
-    if (readReport(failures, error) > 0) {
+    if (readReport(failures, &error) > 0) {
         waitpid(pid_, nullptr, 0);
         return error;
     }
     if (ownTerminal_) {
-        readReport(reports.get(), pid_);
+        readReport(reports.get(), &pid_);
         fcntl(reports.get(), F_SETFL, O_NONBLOCK);
         reports_ = std::move(reports);
     }
@@ -205,12 +205,12 @@ int ChildCommand::start(const std::vector<std::string>& arguments,
                         const InheritedSignals& signals) {
     Plan plan{};
     if (isatty(STDOUT_FILENO)) {
-        if (const int error = prepareTerminal(plan))
+        if (const int error = prepareTerminal(&plan))
             return error;
     }
     Pipe failures;
     Pipe reports;
-    for (const int error : {preparePipes(plan), makePipe(failures), makePipe(reports)}) {
+    for (const int error : {preparePipes(&plan), makePipe(&failures), makePipe(&reports)}) {
         if (error != 0)
             return error;
     }
@@ -277,7 +277,7 @@ std::optional<int> ChildCommand::pollState() {
     if (!reports_)
         return waitpid(pid_, &status, WNOHANG | WUNTRACED) == pid_ ? std::optional(status)
                                                                    : std::nullopt;
-    const int got = readReport(reports_.get(), status);
+    const int got = readReport(reports_.get(), &status);
     if (got == 0)  // the session's leader was killed, which hangs up the command's terminal
         return SIGHUP;
     return got > 0 ? std::optional(status) : std::nullopt;

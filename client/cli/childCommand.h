@@ -59,8 +59,8 @@ public:
 
 private:
     struct Plan;
-    int prepareTerminal(Plan& plan);
-    int preparePipes(Plan& plan);
+    int prepareTerminal(Plan* plan);
+    int preparePipes(Plan* plan);
     void addStream(OwnedFd source, int target);
     int awaitExecution(int failures, OwnedFd reports);
 

@@ -8,24 +8,24 @@
 namespace {
 
 // Stores an option's value; false if it makes no sense. A flag gets an empty text.
-using Store = bool (*)(Options& options, const std::string& value);
+using Store = bool (*)(Options* options, const std::string& value);
 
-bool storeTimeout(Options& options, const std::string& value) {
+bool storeTimeout(Options* options, const std::string& value) {
     char* end = nullptr;
     const double seconds = std::strtod(value.c_str(), &end);
     if (value.empty() || *end != '\0' || !(seconds >= 0 && seconds <= 1e6))
         return false;
-    options.timeLimit = static_cast<unsigned int>(std::ceil(seconds * 1000));
+    options->timeLimit = static_cast<unsigned int>(std::ceil(seconds * 1000));
     return true;
 }
 
-bool storeAscii(Options& options, const std::string& value) {
+bool storeAscii(Options* options, const std::string& value) {
     if (value == "translit")
-        options.textMode = VELKARIS_TEXT_TRANSLITERATE;
+        options->textMode = VELKARIS_TEXT_TRANSLITERATE;
     else if (value == "pass")
-        options.textMode = VELKARIS_TEXT_PASS;
+        options->textMode = VELKARIS_TEXT_PASS;
     else if (value == "refuse")
-        options.textMode = VELKARIS_TEXT_REFUSE;
+        options->textMode = VELKARIS_TEXT_REFUSE;
     else
         return false;
     return true;
@@ -38,14 +38,14 @@ std::optional<unsigned int> parseCount(const std::string& value) {
     return static_cast<unsigned int>(*number);
 }
 
-bool storeSeconds(Options& options, const std::string& value) {
-    options.seconds = parseCount(value);
-    return options.seconds.has_value();
+bool storeSeconds(Options* options, const std::string& value) {
+    options->seconds = parseCount(value);
+    return options->seconds.has_value();
 }
 
-bool storeLines(Options& options, const std::string& value) {
+bool storeLines(Options* options, const std::string& value) {
     const std::optional<unsigned int> count = parseCount(value);
-    options.lines = count.value_or(0);
+    options->lines = count.value_or(0);
     return count.has_value();
 }
 
@@ -59,16 +59,17 @@ struct Option {
 
 constexpr Option kOptions[] = {
     {"device", 'd', nullptr, true,
-     [](Options& o, const std::string& v) { return o.device = v, !v.empty(); }},
-    {"quiet", 'q', nullptr, false, [](Options& o, const std::string&) { return o.quiet = true; }},
+     [](Options* o, const std::string& v) { return o->device = v, !v.empty(); }},
+    {"quiet", 'q', nullptr, false, [](Options* o, const std::string&) { return o->quiet = true; }},
     {"timeout", 't', nullptr, true, storeTimeout},
     {"ascii", 0, nullptr, true, storeAscii},
-    {"help", 'h', nullptr, false, [](Options& o, const std::string&) { return o.help = true; }},
+    {"help", 'h', nullptr, false, [](Options* o, const std::string&) { return o->help = true; }},
     {"version", 'V', nullptr, false,
-     [](Options& o, const std::string&) { return o.version = true; }},
+     [](Options* o, const std::string&) { return o->version = true; }},
     {"seconds", 0, " demo wait ", true, storeSeconds},
-    {"item", 0, " run ", true, [](Options& o, const std::string& v) { return o.item = v, true; }},
-    {"label", 0, " run ", true, [](Options& o, const std::string& v) { return o.label = v, true; }},
+    {"item", 0, " run ", true, [](Options* o, const std::string& v) { return o->item = v, true; }},
+    {"label", 0, " run ", true,
+     [](Options* o, const std::string& v) { return o->label = v, true; }},
     {"lines", 'n', " tail ", true, storeLines},
 };
 
@@ -97,7 +98,7 @@ bool isOption(const std::string& argument) {
 
 class Parser {
 public:
-    Parser(const std::vector<std::string>& arguments, CommandLine& line)
+    Parser(const std::vector<std::string>& arguments, CommandLine* line)
         : arguments_(arguments), line_(line) {}
 
     // Takes options up to the first operand. Returns what is wrong, if anything.
@@ -124,7 +125,7 @@ private:
     std::string takeLong(const std::string& argument) {
         const size_t equals = argument.find('=');
         const std::string name = argument.substr(0, equals);
-        const Option* option = findOption(line_.verb, name, 0);
+        const Option* option = findOption(line_->verb, name, 0);
         if (!option)
             return "unknown option --" + name;
         if (!option->hasValue && equals != std::string::npos)
@@ -138,7 +139,7 @@ private:
     std::string takeShort(const std::string& letters) {
         for (size_t i = 0; i < letters.size(); ++i) {
             const std::string shown = std::string("-") + letters[i];
-            const Option* option = findOption(line_.verb, {}, letters[i]);
+            const Option* option = findOption(line_->verb, {}, letters[i]);
             if (!option)
                 return "unknown option " + shown;
             if (option->hasValue && i + 1 < letters.size())
@@ -160,29 +161,29 @@ private:
 
     std::string storeValue(const Option& option, const std::string& shown,
                            const std::string& value) {
-        if (option.store(line_.options, value))
+        if (option.store(&line_->options, value))
             return {};
         return "option " + shown + " cannot be '" + value + "'";
     }
 
     const std::vector<std::string>& arguments_;
-    CommandLine& line_;
+    CommandLine* line_;  // borrowed
     size_t next_ = 0;
     bool endedByMark_ = false;
 };
 
 }  // namespace
 
-std::string parseCommandLine(const std::vector<std::string>& arguments, CommandLine& line) {
+std::string parseCommandLine(const std::vector<std::string>& arguments, CommandLine* line) {
     Parser parser(arguments, line);
     std::string wrong = parser.takeOptions();
     if (wrong.empty() && !parser.atEnd()) {
-        line.verb = parser.take();
+        line->verb = parser.take();
         if (!parser.endedByMark())
             wrong = parser.takeOptions();
     }
     while (!parser.atEnd())
-        line.operands.push_back(parser.take());
+        line->operands.push_back(parser.take());
     return wrong;
 }
 

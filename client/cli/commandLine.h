@@ -30,7 +30,7 @@ struct CommandLine {
 };
 
 // Fills `line`. Returns an empty text, or what is wrong.
-std::string parseCommandLine(const std::vector<std::string>& arguments, CommandLine& line);
+std::string parseCommandLine(const std::vector<std::string>& arguments, CommandLine* line);
 
 // An operand's or option's number, with an optional sign and, for a percent, an optional '%'.
 std::optional<int32_t> parseNumber(const std::string& text);

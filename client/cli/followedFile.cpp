@@ -56,15 +56,15 @@ off_t FollowedFile::startOfLastLines(unsigned int lines, off_t size) const {
     return 0;
 }
 
-FollowedFile::Event FollowedFile::read(std::string& bytes) {
-    bytes.clear();
+FollowedFile::Event FollowedFile::read(std::string* bytes) {
+    bytes->clear();
     if (!fd_)
         return lookForNewFile();
     Piece piece;
     const ssize_t got = pread(fd_.get(), piece.data(), piece.size(), position_);
     if (got > 0) {
         position_ += got;
-        bytes.assign(piece.data(), static_cast<size_t>(got));
+        bytes->assign(piece.data(), static_cast<size_t>(got));
         return Event::none;
     }
     struct stat now;

@@ -23,7 +23,7 @@ public:
     // Puts the next bytes into `bytes`, none if there are none now. Keeps to a file until another
     // one that has taken its name has something in it, and reads it to its end once more then: who
     // writes to it turns to the other one first.
-    Event read(std::string& bytes);
+    Event read(std::string* bytes);
 
     const std::string& path() const { return path_; }
 

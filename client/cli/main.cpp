@@ -124,7 +124,7 @@ void openClosedStreams() {
 int main(int argc, char** argv) {
     openClosedStreams();
     CommandLine line;
-    const std::string wrong = parseCommandLine({argv + 1, argv + argc}, line);
+    const std::string wrong = parseCommandLine({argv + 1, argv + argc}, &line);
     const auto verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),
                                    [&](const Verb& v) { return line.verb == v.name; });
     const bool known = verb != std::end(kVerbs);

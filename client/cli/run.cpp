@@ -58,8 +58,8 @@ public:
         sigprocmask(SIG_SETMASK, &mask, nullptr);
     }
 
-    bool next(signalfd_siginfo& signal) const {
-        return read(fd_.get(), &signal, sizeof signal) == sizeof signal;
+    bool next(signalfd_siginfo* signal) const {
+        return read(fd_.get(), signal, sizeof *signal) == sizeof *signal;
     }
 
 private:
@@ -232,7 +232,7 @@ void Relay::closeSource(Track& track) {
 
 void Relay::takeSignals() {
     signalfd_siginfo signal;
-    while (signals_.next(signal))
+    while (signals_.next(&signal))
         takeSignal(signal);
 }
 

@@ -64,7 +64,7 @@ private:
 int Tail::showNewsOf(Followed& followed) {
     std::string bytes;
     for (;;) {
-        const FollowedFile::Event event = followed.file.read(bytes);
+        const FollowedFile::Event event = followed.file.read(&bytes);
         switch (event) {
             case FollowedFile::Event::none:
             case FollowedFile::Event::succeeded: break;

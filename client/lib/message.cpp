@@ -22,18 +22,18 @@ static_assert(VELKARIS_NAME_AND_LABEL_BYTES ==
 constexpr uint32_t kCheckCode = static_cast<uint32_t>(__DION(_DCMD_MISC, 0));
 
 template <typename Record>
-void appendRecord(std::string& bytes, const Record& record) {
-    bytes.append(reinterpret_cast<const char*>(&record), sizeof record);
+void appendRecord(std::string* bytes, const Record& record) {
+    bytes->append(reinterpret_cast<const char*>(&record), sizeof record);
 }
 
 int itemMessage(uint32_t code, const ConsoleItemHeader& header, std::string_view strings,
-                Message& message) {
+                Message* message) {
     if (sizeof header + strings.size() > kConsolePayloadBytes)
         return EMSGSIZE;
-    message.code = code;
-    message.bytes.clear();
-    appendRecord(message.bytes, header);
-    message.bytes.append(strings);
+    message->code = code;
+    message->bytes.clear();
+    appendRecord(&message->bytes, header);
+    message->bytes.append(strings);
     return 0;
 }
 
@@ -55,19 +55,19 @@ Message textMessage(std::string text) {
 
 Message percentMessage(int32_t percent) {
     Message message{DCMD_CONSOLE_SET_PERCENT, {}};
-    appendRecord(message.bytes, percent);
+    appendRecord(&message.bytes, percent);
     return message;
 }
 
-int statusMessage(std::string_view text, Message& message) {
+int statusMessage(std::string_view text, Message* message) {
     if (text.size() + 1 > kConsolePayloadBytes)
         return EMSGSIZE;
-    message = {DCMD_CONSOLE_SET_STATUS, terminated(text)};
+    *message = {DCMD_CONSOLE_SET_STATUS, terminated(text)};
     return 0;
 }
 
 int addItemMessage(std::string_view name, std::string_view label, int32_t percent,
-                   Message& message) {
+                   Message* message) {
     if (name.size() > kConsolePayloadBytes || label.size() > kConsolePayloadBytes)
         return EMSGSIZE;
     const ConsoleItemHeader header = {0, static_cast<int32_t>(name.size() + 1), percent};
@@ -76,7 +76,7 @@ int addItemMessage(std::string_view name, std::string_view label, int32_t percen
 }
 
 // The label's offset points at an empty label behind the name, so that every field is in bounds.
-int updateItemMessage(std::string_view name, int32_t percent, Message& message) {
+int updateItemMessage(std::string_view name, int32_t percent, Message* message) {
     if (name.size() > kConsolePayloadBytes)
         return EMSGSIZE;
     const ConsoleItemHeader header = {0, static_cast<int32_t>(name.size() + 1), percent};

@@ -19,8 +19,8 @@ Message checkMessage();
 Message textMessage(std::string text);
 Message percentMessage(int32_t percent);
 
-// These return 0 and fill `message`, or EMSGSIZE if the payload would not fit.
-int statusMessage(std::string_view text, Message& message);
+// These return 0 and fill *message, or EMSGSIZE if the payload would not fit.
+int statusMessage(std::string_view text, Message* message);
 int addItemMessage(std::string_view name, std::string_view label, int32_t percent,
-                   Message& message);
-int updateItemMessage(std::string_view name, int32_t percent, Message& message);
+                   Message* message);
+int updateItemMessage(std::string_view name, int32_t percent, Message* message);

@@ -46,7 +46,7 @@ bool isPlain(std::string_view text) {
                        [](char c) { return static_cast<signed char>(c) > 0; });
 }
 
-int transliterate(std::string_view text, std::string& plain) {
+int transliterate(std::string_view text, std::string* plain) {
     const NeutralLocale neutral;
     const iconv_t opened = iconv_open("ASCII//TRANSLIT", "UTF-8");
     if (opened == reinterpret_cast<iconv_t>(-1))
@@ -61,23 +61,23 @@ int transliterate(std::string_view text, std::string& plain) {
         size_t outLeft = piece.size();
         const size_t result = iconv(converter.get(), &in, &inLeft, &out, &outLeft);
         const int error = result == static_cast<size_t>(-1) ? errno : 0;
-        plain.append(piece.data(), static_cast<size_t>(out - piece.data()));
+        plain->append(piece.data(), static_cast<size_t>(out - piece.data()));
         if (error != 0 && error != E2BIG) {  // a byte that is no UTF-8, or a character cut short
-            plain.push_back(kNoGlyph);
+            plain->push_back(kNoGlyph);
             ++in;
             --inLeft;
         }
     }
-    std::replace(plain.begin(), plain.end(), '\0', kNoGlyph);
+    std::replace(plain->begin(), plain->end(), '\0', kNoGlyph);
     return 0;
 }
 
 }  // namespace
 
-int makePlain(std::string_view text, velkaris_text_mode mode, std::string& plain) {
-    plain.clear();
+int makePlain(std::string_view text, velkaris_text_mode mode, std::string* plain) {
+    plain->clear();
     if (mode == VELKARIS_TEXT_PASS || isPlain(text)) {
-        plain.assign(text);
+        plain->assign(text);
         return 0;
     }
     return mode == VELKARIS_TEXT_REFUSE ? EILSEQ : transliterate(text, plain);

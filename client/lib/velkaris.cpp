@@ -29,7 +29,7 @@ struct velkaris_console {
     int connect();
     void disconnect();
     int send(std::vector<Message> messages);
-    int plain(std::string_view text, std::string& result) const {
+    int plain(std::string_view text, std::string* result) const {
         return makePlain(text, textMode, result);
     }
     int32_t ranged(int32_t percent) const {
@@ -77,9 +77,9 @@ int guarded(Body body) noexcept {
 }
 
 int addMessage(const velkaris_console& console, const char* name, const char* label,
-               int32_t percent, Message& message) {
+               int32_t percent, Message* message) {
     std::string plainLabel;
-    if (const int error = console.plain(label, plainLabel))
+    if (const int error = console.plain(label, &plainLabel))
         return error;
     return addItemMessage(name, plainLabel, console.ranged(percent), message);
 }
@@ -146,7 +146,7 @@ int velkaris_write(velkaris_console* console, const char* text, size_t length) {
         std::string plain;
         if (length > VELKARIS_TEXT_BYTES)
             return EMSGSIZE;
-        if (const int error = console->plain({text, length}, plain))
+        if (const int error = console->plain({text, length}, &plain))
             return error;
         if (plain.size() > VELKARIS_TEXT_BYTES)
             return EMSGSIZE;
@@ -160,9 +160,9 @@ int velkaris_set_status(velkaris_console* console, const char* text) {
     return guarded([=] {
         std::string plain;
         Message message;
-        if (const int error = console->plain(text, plain))
+        if (const int error = console->plain(text, &plain))
             return error;
-        if (const int error = statusMessage(plain, message))
+        if (const int error = statusMessage(plain, &message))
             return error;
         return console->send({message});
     });
@@ -180,7 +180,7 @@ int velkaris_add_item(velkaris_console* console, const char* name, const char* l
         return EINVAL;
     return guarded([=] {
         Message message;
-        const int error = addMessage(*console, name, label, percent, message);
+        const int error = addMessage(*console, name, label, percent, &message);
         return error ? error : console->send({message});
     });
 }
@@ -190,7 +190,7 @@ int velkaris_update_item(velkaris_console* console, const char* name, int32_t pe
         return EINVAL;
     return guarded([=] {
         Message message;
-        const int error = updateItemMessage(name, console->ranged(percent), message);
+        const int error = updateItemMessage(name, console->ranged(percent), &message);
         return error ? error : console->send({message});
     });
 }
@@ -202,9 +202,9 @@ int velkaris_put_item(velkaris_console* console, const char* name, const char* l
     return guarded([=] {
         Message add;
         Message update;
-        if (const int error = addMessage(*console, name, label, percent, add))
+        if (const int error = addMessage(*console, name, label, percent, &add))
             return error;
-        if (const int error = updateItemMessage(name, console->ranged(percent), update))
+        if (const int error = updateItemMessage(name, console->ranged(percent), &update))
             return error;
         return console->send({add, update});
     });

@@ -8,13 +8,13 @@ using testing::ElementsAre;
 
 CommandLine parsed(const std::vector<std::string>& arguments) {
     CommandLine line;
-    EXPECT_EQ(parseCommandLine(arguments, line), "");
+    EXPECT_EQ(parseCommandLine(arguments, &line), "");
     return line;
 }
 
 std::string wrongIn(const std::vector<std::string>& arguments) {
     CommandLine line;
-    return parseCommandLine(arguments, line);
+    return parseCommandLine(arguments, &line);
 }
 
 TEST(CommandLine, OptionsComeBeforeAndAfterTheVerb) {

@@ -17,7 +17,7 @@ protected:
     void append(const std::string& text) const { std::ofstream(path, std::ios::app) << text; }
     std::string news(Event expected = Event::none) {
         std::string bytes;
-        EXPECT_EQ(file.read(bytes), expected);
+        EXPECT_EQ(file.read(&bytes), expected);
         return bytes;
     }
 
@@ -39,7 +39,7 @@ TEST_F(FollowedFileTest, BeginsWithTheLastLines) {
         FollowedFile begun(path);
         ASSERT_EQ(begun.open(one.lines), 0);
         std::string bytes;
-        begun.read(bytes);
+        begun.read(&bytes);
         EXPECT_EQ(bytes, one.shown) << one.content << one.lines;
     }
 }

@@ -18,7 +18,7 @@ std::string number(int32_t value) {
 
 TEST(Message, StatusIsTheTextWithItsNul) {
     Message message;
-    ASSERT_EQ(statusMessage("ready", message), 0);
+    ASSERT_EQ(statusMessage("ready", &message), 0);
     EXPECT_EQ(message.code, 0x80010501u);
     EXPECT_EQ(message.bytes, "ready\0"s);
 }
@@ -31,45 +31,45 @@ TEST(Message, PercentIsOneNumber) {
 
 TEST(Message, AddedItemHasNameThenLabelBehindTheHeader) {
     Message message;
-    ASSERT_EQ(addItemMessage("fw", "Firmware", 12, message), 0);
+    ASSERT_EQ(addItemMessage("fw", "Firmware", 12, &message), 0);
     EXPECT_EQ(message.code, 0x800c0503u);
     EXPECT_EQ(message.bytes, number(0) + number(3) + number(12) + "fw\0Firmware\0"s);
 }
 
 TEST(Message, UpdatedItemKeepsItsUnusedLabelOffsetInBounds) {
     Message message;
-    ASSERT_EQ(updateItemMessage("fw", 99, message), 0);
+    ASSERT_EQ(updateItemMessage("fw", 99, &message), 0);
     EXPECT_EQ(message.code, 0x800c0504u);
     EXPECT_EQ(message.bytes, number(0) + number(3) + number(99) + "fw\0\0"s);
 }
 
 TEST(Message, EmptyNameAndLabelAreAnItemToo) {
     Message message;
-    ASSERT_EQ(addItemMessage("", "", 0, message), 0);
+    ASSERT_EQ(addItemMessage("", "", 0, &message), 0);
     EXPECT_EQ(message.bytes, number(0) + number(1) + number(0) + "\0\0"s);
 }
 
 TEST(Message, StatusOfExactlyThePayloadFitsAndOneMoreDoesNot) {
     Message message;
-    EXPECT_EQ(statusMessage(std::string(VELKARIS_STATUS_BYTES, 's'), message), 0);
+    EXPECT_EQ(statusMessage(std::string(VELKARIS_STATUS_BYTES, 's'), &message), 0);
     EXPECT_EQ(message.bytes.size(), size_t(kConsolePayloadBytes));
-    EXPECT_EQ(statusMessage(std::string(VELKARIS_STATUS_BYTES + 1, 's'), message), EMSGSIZE);
+    EXPECT_EQ(statusMessage(std::string(VELKARIS_STATUS_BYTES + 1, 's'), &message), EMSGSIZE);
 }
 
 TEST(Message, ItemOfExactlyThePayloadFitsAndOneMoreDoesNot) {
     Message message;
     const std::string label(VELKARIS_NAME_AND_LABEL_BYTES - 2, 'l');
-    EXPECT_EQ(addItemMessage("fw", label, 0, message), 0);
+    EXPECT_EQ(addItemMessage("fw", label, 0, &message), 0);
     EXPECT_EQ(message.bytes.size(), size_t(kConsolePayloadBytes));
-    EXPECT_EQ(addItemMessage("fw2", label, 0, message), EMSGSIZE);
-    EXPECT_EQ(addItemMessage(std::string(5000, 'n'), "", 0, message), EMSGSIZE);
-    EXPECT_EQ(addItemMessage("", std::string(5000, 'l'), 0, message), EMSGSIZE);
+    EXPECT_EQ(addItemMessage("fw2", label, 0, &message), EMSGSIZE);
+    EXPECT_EQ(addItemMessage(std::string(5000, 'n'), "", 0, &message), EMSGSIZE);
+    EXPECT_EQ(addItemMessage("", std::string(5000, 'l'), 0, &message), EMSGSIZE);
 }
 
 TEST(Message, UpdateRefusesANameThatDoesNotFit) {
     Message message;
-    EXPECT_EQ(updateItemMessage(std::string(VELKARIS_NAME_AND_LABEL_BYTES, 'n'), 0, message), 0);
-    EXPECT_EQ(updateItemMessage(std::string(VELKARIS_NAME_AND_LABEL_BYTES + 1, 'n'), 0, message),
+    EXPECT_EQ(updateItemMessage(std::string(VELKARIS_NAME_AND_LABEL_BYTES, 'n'), 0, &message), 0);
+    EXPECT_EQ(updateItemMessage(std::string(VELKARIS_NAME_AND_LABEL_BYTES + 1, 'n'), 0, &message),
               EMSGSIZE);
 }
 

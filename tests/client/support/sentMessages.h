@@ -16,7 +16,7 @@ inline Received sentText(const std::string& bytes) {
 
 inline Received sentStatus(const std::string& text) {
     Message message;
-    statusMessage(text, message);
+    statusMessage(text, &message);
     return sentCommand(message);
 }
 
@@ -26,12 +26,12 @@ inline Received sentPercent(int32_t percent) {
 
 inline Received sentAdd(const std::string& name, const std::string& label, int32_t percent) {
     Message message;
-    addItemMessage(name, label, percent, message);
+    addItemMessage(name, label, percent, &message);
     return sentCommand(message);
 }
 
 inline Received sentUpdate(const std::string& name, int32_t percent) {
     Message message;
-    updateItemMessage(name, percent, message);
+    updateItemMessage(name, percent, &message);
     return sentCommand(message);
 }
