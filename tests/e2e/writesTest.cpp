@@ -48,10 +48,15 @@ public:
 
     int addItem(const std::string& payload) {
         const int32_t name = field(payload, 0), label = field(payload, 4);
-        if (!inside(payload, name) || !inside(payload, label))
+        if (!inside(payload, name))
             return EINVAL;
-        if (places.emplace(textAt(payload, 12 + name), model.rows.size()).second)
-            model.addItem(textAt(payload, 12 + label), field(payload, 8), 0);
+        const std::string key = textAt(payload, 12 + name);
+        if (places.count(key) != 0)
+            return 0;
+        if (!inside(payload, label))
+            return EINVAL;
+        places[key] = model.rows.size();
+        model.addItem(textAt(payload, 12 + label), field(payload, 8), 0);
         return 0;
     }
 
