@@ -5,7 +5,7 @@
 int allocatePixels(DecodedImage* image, unsigned width, unsigned height) {
     if (width == 0 || height == 0)
         return IMG_ERR_CORRUPT;
-    if (width > kLargestSide || height > kLargestSide)
+    if (width > kLargestSide || height > kLargestSide || size_t{width} * height > kMostPixels)
         return IMG_ERR_NOSUPPORT;
     image->width = width;
     image->height = height;

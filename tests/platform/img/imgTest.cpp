@@ -381,6 +381,8 @@ TEST_F(ImageLibrary, RefusesSidesBeyondItsLimits) {
         {3, 0, IMG_ERR_CORRUPT},
         {16385, 1, IMG_ERR_NOSUPPORT},
         {1, 16385, IMG_ERR_NOSUPPORT},
+        {16384, 3907, IMG_ERR_NOSUPPORT},  // more than 64 million in all
+        {8000, 8001, IMG_ERR_NOSUPPORT},
         {0x7fffffff, 1, IMG_ERR_NOSUPPORT},
         {0xffffffff, 0xffffffff, IMG_ERR_NOSUPPORT},
     };
@@ -428,6 +430,35 @@ TEST_F(ImageLibrary, RefusesAnAbsurdJpeg) {
         }
     }
     EXPECT_EQ(load(file), IMG_ERR_NOSUPPORT);
+}
+
+// A progressive file whose last scan stands there `more` times more.
+Bytes withScans(int more) {
+    JpegContent content = jpegOf(10, 200, 100);
+    content.progressive = true;
+    Bytes file = encodeJpeg(content);
+    const uint8_t start[] = {0xff, 0xda};
+    const auto last = std::find_end(file.begin(), file.end(), std::begin(start), std::end(start));
+    const Bytes scan(last, file.end() - 2);
+    for (int i = 0; i < more; ++i)
+        file.insert(file.end() - 2, scan.begin(), scan.end());
+    return file;
+}
+
+TEST_F(ImageLibrary, RefusesAJpegOfMoreScansThanACameraWrites) {
+    const Bytes file = withScans(0);
+    const uint8_t start[] = {0xff, 0xda};
+    int scans = 0;
+    for (auto at = file.begin(); at != file.end(); ++scans) {
+        at = std::search(at, file.end(), std::begin(start), std::end(start));
+        if (at == file.end())
+            break;
+        at += 2;
+    }
+    ASSERT_GT(scans, 1);
+    EXPECT_NE(load(withScans(64 - scans)), IMG_ERR_NOSUPPORT);
+    EXPECT_EQ(load(withScans(65 - scans)), IMG_ERR_NOSUPPORT);
+    EXPECT_EQ(load(withScans(1000)), IMG_ERR_NOSUPPORT);
 }
 
 TEST_F(ImageLibrary, SurvivesAnyByteOfAJpegTurned) {
