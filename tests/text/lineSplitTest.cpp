@@ -189,6 +189,16 @@ TEST_F(LineSplit, NeedsNoMoreRoomForALongTextThanForTheRowsThatCanBeSeen) {
     EXPECT_TRUE(appendTextLines(&consoleList, text.data()));
 }
 
+TEST_F(LineSplit, WithoutMemoryForASecondRowTheFirstIsGivenBack) {
+    useArea(4000, 480);
+    std::string text = "first\n" + std::string(100, 'x');
+    heapWraps.failingSize = 101;
+    const HeapWatch heap;
+    EXPECT_FALSE(appendTextLines(&consoleList, text.data()));
+    EXPECT_EQ(heap.kept(), 0);
+    EXPECT_EQ(consoleRows(), Lines{});
+}
+
 TEST_F(LineSplit, WithoutMemoryTheListStaysAsItIs) {
     addLine("before");
     std::string text = "hello world, and a line of one hundred bytes " + std::string(100, 'x');
