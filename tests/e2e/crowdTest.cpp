@@ -65,13 +65,17 @@ private:
 // What a client of either transport waits in while it writes.
 const std::vector<long> kWriteCalls = {SYS_write, SYS_sendto, SYS_sendmsg, SYS_recvmsg};
 
+// As programs do that know nothing of consoles, where the system lets them.
 void writeMuch(int fd) {
     static char text[8 << 20];
     memset(text, 'd', sizeof(text));
     for (size_t at = 99; at < sizeof(text); at += 100)
         text[at] = '\n';
-    for (;;)
-        devctl_write(fd, text, sizeof(text));
+    for (;;) {
+        [[maybe_unused]] const ssize_t written = devctlIsSocket(fd)
+                                                     ? devctl_write(fd, text, sizeof(text))
+                                                     : write(fd, text, sizeof(text));
+    }
 }
 
 void writeLittleForEver(int fd) {

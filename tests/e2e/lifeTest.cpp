@@ -16,7 +16,7 @@ class Life : public OnEachTransport {
 protected:
     ConsoleOptions optionsOnNode() const {
         ConsoleOptions options = usualOptions();
-        options.nodePath = folder.path() + "/node";
+        options.nodePath = nodePathIn(folder.path());
         return options;
     }
 

@@ -1,7 +1,8 @@
-// End-to-end tests run once for each way a node can be served.
+// End-to-end tests run once for each kind of node.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -12,17 +13,30 @@
 class OnEachTransport : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
-        if (isFuse() && !whyNoFuse().empty())
-            GTEST_SKIP() << whyNoFuse();
+        const std::string reason = whyNotServed(GetParam());
+        if (!reason.empty())
+            GTEST_SKIP() << reason;
     }
 
     bool isFuse() const { return std::string(GetParam()) == "fuse"; }
+    bool isSocket() const { return std::string(GetParam()) == "socket"; }
+
+    // For consoles that take over from one another. Devices are in /dev, under a name of this
+    // process.
+    std::string nodePathIn(const std::string& folder) const {
+        if (std::string(GetParam()) == "cuse")
+            return "/dev/VelkarisTest" + std::to_string(getpid());
+        return folder + "/node";
+    }
 
     // A console with the usual font and the node in its own folder.
     ConsoleOptions usualOptions() const {
         ConsoleOptions options;
         options.arguments = {"-p", VELKARIS_TEST_FONT};
         options.nodeKind = GetParam();
+        static int devices = 0;
+        if (options.nodeKind == "cuse")
+            options.nodePath = nodePathIn("") + "." + std::to_string(++devices);
         return options;
     }
 
@@ -64,4 +78,4 @@ inline std::string transportName(const testing::TestParamInfo<const char*>& info
 }
 
 #define VELKARIS_ON_EACH_TRANSPORT(suite) \
-    INSTANTIATE_TEST_SUITE_P(Node, suite, testing::Values("fuse", "socket"), transportName)
+    INSTANTIATE_TEST_SUITE_P(Node, suite, testing::Values("cuse", "fuse", "socket"), transportName)

@@ -31,8 +31,10 @@ ConsoleClient::~ConsoleClient() {
     close(fd_);
 }
 
+// As programs do that know nothing of consoles, where the system lets them.
 ssize_t ConsoleClient::write(const std::string& text) {
-    return devctl_write(fd_, text.data(), text.size());
+    return devctlIsSocket(fd_) ? devctl_write(fd_, text.data(), text.size())
+                               : ::write(fd_, text.data(), text.size());
 }
 
 int ConsoleClient::setStatus(const std::string& text) {

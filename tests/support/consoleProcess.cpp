@@ -139,8 +139,9 @@ bool isMounted(const std::string& path) {
     return false;
 }
 
-std::string whyNoFuse() {
-    if (access("/dev/fuse", R_OK | W_OK) != 0)
-        return "no access to /dev/fuse";
+std::string whyNotServed(const std::string& kind) {
+    const std::string server = "/dev/" + kind;
+    if (kind != "socket" && access(server.c_str(), R_OK | W_OK) != 0)
+        return "no access to " + server;
     return "";
 }

@@ -51,5 +51,5 @@ private:
 
 bool isMounted(const std::string& path);
 
-// Why a node cannot be served as a file on this machine; empty if it can.
-std::string whyNoFuse();
+// Why nodes of that kind cannot be served on this machine; empty if they can.
+std::string whyNotServed(const std::string& kind);

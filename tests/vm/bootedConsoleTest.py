@@ -4,7 +4,8 @@ test takes pictures from outside.
 One boot serves all scenarios of a class. Each starts its own consoles and ends them; the order of
 the lists at the end is the order in which they run.
 
-    bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS OTHER-DRIVER [SCENARIO]...
+    bootedConsoleTest.py CACHE PROGRAM CLIENT PIXEL-TESTS NODE-TESTS END-TO-END-TESTS C-CLIENT
+        OTHER-DRIVER [SCENARIO]...
 
 CACHE is a folder for what was downloaded and for what a failure leaves behind; without a SCENARIO
 all of them run. Ends with 77, after the reason, where the machine cannot be made.
@@ -361,6 +362,24 @@ class BootedConsole(MachineTest):
         self.assertEqual(picture, expected)
         console.end()
 
+    # By their own words; none of them may be skipped.
+    def assertTestsPass(self, program, selection):
+        log = f"/tmp/{program}.log"
+        status, _ = self.machine.attempt(f"{program} --gtest_filter='{selection}' >{log} 2>&1")
+        report = self.machine.fetchText(log)
+        print(report)
+        self.assertEqual(status, 0)
+        self.assertRegex(report, r"\[  PASSED  \] [1-9]\d* test")
+        self.assertNotIn("SKIPPED", report)
+
+    def testNodeIsADevice(self):
+        self.machine.run("modprobe cuse")
+        self.assertTestsPass("nodeTest", "*/cuse:CuseNode*")
+
+    def testDeviceServesClientsOfEveryKind(self):
+        self.machine.run("modprobe cuse")
+        self.assertTestsPass("velkaris_e2e_tests", "*/cuse")
+
     def testUserWithoutRightsServesANode(self):
         self.machine.run("chmod 666 /dev/fuse; mkdir -p /run/guest; chown guest /run/guest")
         where = {"node": "/run/guest/Velkaris", "user": "guest"}
@@ -463,6 +482,8 @@ SCENARIOS = [
     "testFramebufferShowsTheSession",
     "testFramebufferOfEveryDepthShowsTheFrames",
     "testFramebufferOfOtherPixelsIsRefused",
+    "testNodeIsADevice",
+    "testDeviceServesClientsOfEveryKind",
     "testUserWithoutRightsServesANode",
     "testPowerOffIsNotHeldUp",
 ]
@@ -473,13 +494,13 @@ TURNED_SCENARIOS = [
 
 
 def load_tests(loader, tests, pattern):
-    wanted = sys.argv[6:] or SCENARIOS + TURNED_SCENARIOS
+    wanted = sys.argv[9:] or SCENARIOS + TURNED_SCENARIOS
     return unittest.TestSuite((TurnedPanels if name in TURNED_SCENARIOS else BootedConsole)(name)
                               for name in wanted)
 
 
 def main():
-    cache, *programs = map(pathlib.Path, sys.argv[1:6])
+    cache, *programs = map(pathlib.Path, sys.argv[1:9])
     MachineTest.cache = cache
     try:
         if platform.machine() != "x86_64":

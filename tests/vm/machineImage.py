@@ -19,7 +19,7 @@ FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
 FONTS = [FONT, "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"]
 
 # With what each of them needs, they go into the image; the scenarios load them.
-DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "vfb", "fuse"]
+DRIVERS = ["bochs", "virtio_gpu", "virtio_pci", "vfb", "fuse", "cuse"]
 
 # By which a user without rights mounts a node.
 MOUNT_HELPER = pathlib.Path("/usr/bin/fusermount3")

@@ -6,6 +6,7 @@
 #define VELKARIS_LINUX_DEVCTL_H
 
 #include <errno.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -74,6 +75,21 @@ struct DevctlMessage {
 #define DEVCTL_RESULT_STATUS(result) ((result)&0xffff)
 #define DEVCTL_RESULT_BYTES(result) ((unsigned)(result) >> 16)
 
+// The ioctl that carries one piece of a text, with `size` bytes of header and data; its result is a
+// DEVCTL_RESULT. The server takes the pieces of one thread together, in the order of their numbers,
+// and nothing of them before the last. So a text is one message however long it is, and the system
+// holds no lock while it copies a client's memory, as it does for write() to a file.
+#define DEVCTL_TEXT_IOCTL(size) _IOC(_IOC_WRITE, 'V', 2, size)
+
+// Below the 16,383 bytes that such a code has room to say. A piece that is not the last is full.
+enum { kDevctlTextBytes = 15360, kDevctlTextLast = 1 };
+
+struct DevctlText {
+    uint32_t number;  // of the piece, from 0
+    uint32_t flags;   // kDevctlTextLast or 0
+    char bytes[kDevctlTextBytes];
+};
+
 // No write is longer than what the system takes in one call.
 #define DEVCTL_MAX_WRITE ((size_t)0x7ffff000)
 
@@ -131,6 +147,38 @@ static inline int devctl(int filedes, int dcmd, void* dev_data_ptr, size_t n_byt
         memcpy(dev_data_ptr, message.payload, came < carried ? came : carried);
     }
     return EOK;
+}
+
+// Sends all of `data` as one message to a node that the kernel makes. Returns `size`, at most
+// DEVCTL_MAX_WRITE, or -1 with errno: ENOBUFS for more than a node keeps of one user's texts.
+static inline ssize_t devctlWriteText(int fd, const void* data, size_t size) {
+    struct DevctlText piece;
+    size_t from = 0;
+    int result;
+
+    if (size > DEVCTL_MAX_WRITE)
+        size = DEVCTL_MAX_WRITE;
+    piece.number = 0;
+    do {
+        const size_t left = size - from;
+        const size_t bytes = left < kDevctlTextBytes ? left : (size_t)kDevctlTextBytes;
+        piece.flags = left == bytes ? kDevctlTextLast : 0;
+        if (bytes > 0)
+            memcpy(piece.bytes, (const char*)data + from, bytes);
+        do
+            result =
+                ioctl(fd, DEVCTL_TEXT_IOCTL(offsetof(struct DevctlText, bytes) + bytes), &piece);
+        while (result < 0 && errno == EINTR);
+        if (result < 0)
+            return -1;
+        if (DEVCTL_RESULT_STATUS(result) != EOK) {
+            errno = DEVCTL_RESULT_STATUS(result);
+            return -1;
+        }
+        from += bytes;
+        ++piece.number;
+    } while (from < size);
+    return (ssize_t)size;
 }
 
 #ifdef __cplusplus

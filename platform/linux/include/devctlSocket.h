@@ -265,7 +265,8 @@ static inline int devctl_open(const char* path, int oflag) {
     }
     if (((uint32_t)found.st_mode & 0170000) == 0140000)
         return devctlOpenSocket(path, oflag);
-    if (((uint32_t)found.st_mode & 0170000) != 0100000) {
+    if (((uint32_t)found.st_mode & 0170000) != 0100000 &&
+        ((uint32_t)found.st_mode & 0170000) != 0020000) {
         errno = ENODEV;
         return -1;
     }
@@ -286,7 +287,6 @@ static inline int devctl_open(const char* path, int oflag) {
 static inline ssize_t devctl_write(int fd, const void* data, size_t size) {
     struct DevctlPacket packet;
     struct DevctlAnswer answer;
-    ssize_t written;
 
     if (devctlIsSocket(fd)) {
         packet = devctlMakePacket(kDevctlPacketWrite, 0,
@@ -298,10 +298,7 @@ static inline ssize_t devctl_write(int fd, const void* data, size_t size) {
         errno = answer.status;
         return -1;
     }
-    do
-        written = write(fd, data, size);
-    while (written < 0 && errno == EINTR);
-    return written;
+    return devctlWriteText(fd, data, size);
 }
 
 #ifdef __cplusplus

@@ -5,12 +5,15 @@
 #include <cerrno>
 #include <cstring>
 
+#include "node/fuse/cuseNode.h"
+#include "node/fuse/fuseNode.h"
 #include "report/layerError.h"
 
 std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std::string& kind,
                                              mode_t mode, DeviceOperations* device) {
-    if (!kind.empty() && kind != "fuse" && kind != "socket") {
-        layerError("VELKARIS_NODE_KIND is \"%s\", neither \"fuse\" nor \"socket\"", kind.c_str());
+    if (!kind.empty() && kind != "cuse" && kind != "fuse" && kind != "socket") {
+        layerError("VELKARIS_NODE_KIND is \"%s\", neither \"cuse\" nor \"fuse\" nor \"socket\"",
+                   kind.c_str());
         errno = EINVAL;
         return nullptr;
     }
@@ -28,47 +31,61 @@ std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std:
 
 bool DeviceNode::serve(const std::string& path, const std::string& kind, mode_t mode,
                        DeviceOperations* device) {
-    PlaceContent content = clearNodePlace(path);
-    if (content == PlaceContent::refused)
+    content_ = clearNodePlace(path, lock_.foundNote());
+    if (content_ == PlaceContent::refused)
         return false;
-    if (kind == "socket")
-        return serveAsSocket(path, content, mode, device);
-
-    if (FuseNode::isAvailable()) {
-        if (serveAsFile(path, content, device))
-            return true;
-        const int error = errno;
-        mountPoint_.remove();
-        errno = error;
-        if (content != PlaceContent::filledFile)
-            content = PlaceContent::nothing;
-    }
-    if (kind.empty())
-        return serveAsSocket(path, content, mode, device);
-    layerError("%s: FUSE cannot be had: %s", path.c_str(), std::strerror(errno));
+    if (kind != "fuse" && kind != "socket" && serveAsDevice(path, mode, device))
+        return true;
+    if (kind != "cuse" && kind != "socket" && serveAsFile(path, device))
+        return true;
+    if (kind != "cuse" && kind != "fuse")
+        return serveAsSocket(path, mode, device);
+    layerError("%s: cannot be served by %s: %s", path.c_str(), kind.c_str(), std::strerror(errno));
     return false;
 }
 
-bool DeviceNode::serveAsFile(const std::string& path, PlaceContent content,
-                             DeviceOperations* device) {
-    if (!mountPoint_.make(path, content))
+bool DeviceNode::serveAsDevice(const std::string& path, mode_t mode, DeviceOperations* device) {
+    if (!CuseNode::isAvailable(path))
         return false;
-    fuse_ = FuseNode::mount(path, device);
-    if (fuse_ && content == PlaceContent::filledFile)
-        layerError("%s: a file with contents is there; the node hides it until the console ends",
-                   path.c_str());
-    return fuse_ != nullptr;
+    // A file there would stay, and nobody would reach the device.
+    if (content_ != PlaceContent::nothing) {
+        if (unlink(path.c_str()) != 0)
+            return false;
+        layerError("%s: an ordinary file was there; the device replaces it", path.c_str());
+        content_ = PlaceContent::nothing;
+    }
+    lock_.note();
+    kernel_ = CuseNode::create(path, mode, device);
+    return kernel_ != nullptr;
 }
 
-bool DeviceNode::serveAsSocket(const std::string& path, PlaceContent content, mode_t mode,
-                               DeviceOperations* device) {
-    if (content == PlaceContent::filledFile) {
+bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) {
+    if (!FuseNode::isAvailable() || !mountPoint_.make(path, content_))
+        return false;
+    if (content_ == PlaceContent::nothing)
+        lock_.note();
+    kernel_ = FuseNode::mount(path, device);
+    if (kernel_ && content_ == PlaceContent::filledFile)
+        layerError("%s: a file with contents is there; the node hides it until the console ends",
+                   path.c_str());
+    if (kernel_)
+        return true;
+    const int error = errno;
+    mountPoint_.remove();
+    if (content_ == PlaceContent::emptyFile)
+        content_ = PlaceContent::nothing;
+    errno = error;
+    return false;
+}
+
+bool DeviceNode::serveAsSocket(const std::string& path, mode_t mode, DeviceOperations* device) {
+    if (content_ == PlaceContent::filledFile) {
         layerError("%s: is a file with contents, which a socket would not keep; move it away first",
                    path.c_str());
         errno = EEXIST;
         return false;
     }
-    if (content == PlaceContent::emptyFile && unlink(path.c_str()) != 0)
+    if (content_ == PlaceContent::emptyFile && unlink(path.c_str()) != 0)
         layerError("%s: %s", path.c_str(), std::strerror(errno));
     socket_ = SocketNode::listen(path, mode, device);
     if (!socket_)

@@ -39,8 +39,6 @@ public:
     virtual void close(resmgr_context_t* ctp, iofunc_ocb_t* ocb) = 0;  // `ctp` may be null
 
     virtual DeviceReply write(const DeviceRequest& request, const void* data, size_t size) = 0;
-    virtual DeviceReply writeAt(const DeviceRequest& request, int64_t offset, const void* data,
-                                size_t size) = 0;
     virtual DeviceReply read(const DeviceRequest& request, void* room, size_t size) = 0;
 
     // `message` is the header and as much payload as arrived, `messageBytes` in all; the reply

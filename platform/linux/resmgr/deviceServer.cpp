@@ -120,19 +120,6 @@ DeviceReply DeviceServer::write(const DeviceRequest& request, const void* data, 
     return call(request, io_->write, messageOf(header, data, size));
 }
 
-DeviceReply DeviceServer::writeAt(const DeviceRequest& request, int64_t offset, const void* data,
-                                  size_t size) {
-    struct {
-        io_write_t write;
-        int64_t offset;
-    } header = {};
-    header.write.i.type = _IO_WRITE;
-    header.write.i.nbytes = static_cast<uint32_t>(size);
-    header.write.i.xtype = _IO_XTYPE_OFFSET;
-    header.offset = offset;
-    return call(request, io_->write, messageOf(header, data, size));
-}
-
 DeviceReply DeviceServer::read(const DeviceRequest& request, void* room, size_t size) {
     io_read_t header = {};
     header.i.type = _IO_READ;

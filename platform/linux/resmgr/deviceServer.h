@@ -20,8 +20,6 @@ public:
     DeviceReply open(const DeviceRequest& request, int openFlags, iofunc_ocb_t** ocb) override;
     void close(resmgr_context_t* ctp, iofunc_ocb_t* ocb) override;
     DeviceReply write(const DeviceRequest& request, const void* data, size_t size) override;
-    DeviceReply writeAt(const DeviceRequest& request, int64_t offset, const void* data,
-                        size_t size) override;
     DeviceReply read(const DeviceRequest& request, void* room, size_t size) override;
     DeviceReply devctl(const DeviceRequest& request, void* message, size_t messageBytes,
                        size_t room) override;

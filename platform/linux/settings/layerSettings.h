@@ -12,8 +12,8 @@
 // VELKARIS_CAPTURE    a folder: every presented frame is written there as frame-NNNNNN.png, and
 //                     latest.png follows the newest. Unset or empty: nothing is written.
 // VELKARIS_NODE       another path for the device node, for service and clients alike.
-// VELKARIS_NODE_KIND  "fuse" or "socket", to insist on one. Unset or empty: FUSE where it can be
-//                     had, else a socket.
+// VELKARIS_NODE_KIND  "cuse", "fuse" or "socket", to insist on one. Unset or empty: the first of
+//                     these that this process may serve at that path.
 #pragma once
 
 #include <string>
@@ -25,7 +25,7 @@ struct LayerSettings {
     std::string renderer;        // empty: automatic
     std::string captureFolder;   // empty: no capture
     std::string nodePath;        // empty: the path that the service asks for
-    std::string nodeKind;  // "fuse", "socket", empty; anything else is an error for its reader
+    std::string nodeKind;  // "cuse", "fuse", "socket", empty; anything else is an error for its reader
 };
 
 // The settings as the environment holds them now. Read where they are needed, once each.

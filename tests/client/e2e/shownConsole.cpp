@@ -15,7 +15,7 @@ constexpr int kTimesRightMargin = 10;
 
 void ShownConsole::SetUp() {
     signal(SIGPIPE, SIG_IGN);
-    const std::string why = GetParam() == "fuse" ? whyNoFuse() : "";
+    const std::string why = whyNotServed(GetParam());
     if (!why.empty())
         GTEST_SKIP() << why;
     start();

@@ -163,10 +163,11 @@ std::string patternBytes(size_t size, uint32_t seed) {
 }
 
 std::string whyNotServed(const std::string& kind) {
-    if (kind != "fuse")
+    if (kind != "fuse" && kind != "cuse")
         return {};
-    if (!FileDescriptor(open("/dev/fuse", O_RDWR | O_CLOEXEC)))
-        return "/dev/fuse cannot be opened: " + std::string(strerror(errno));
+    const std::string server = "/dev/" + kind;
+    if (!FileDescriptor(open(server.c_str(), O_RDWR | O_CLOEXEC)))
+        return server + " cannot be opened: " + strerror(errno);
     return {};
 }
 
@@ -223,8 +224,12 @@ bool ServedNode::hasReport() const {
 }
 
 int ServedNode::end(int signal) {
-    int status = -1;
     kill(process_, signal);
+    return awaitEnd();
+}
+
+int ServedNode::awaitEnd() {
+    int status = -1;
     while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
     }
     process_ = -1;
@@ -243,6 +248,10 @@ std::string ServedNode::errorText() {
 NodeFolder::NodeFolder() {
     std::string pattern = testing::TempDir() + "velkarisNodeXXXXXX";
     folder_ = mkdtemp(pattern.data());
+}
+
+std::string NodeFolder::nodePath(const std::string& kind) const {
+    return kind == "cuse" ? "/dev/VelkarisTest" + std::to_string(getpid()) : file("node");
 }
 
 NodeFolder::~NodeFolder() {

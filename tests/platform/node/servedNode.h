@@ -65,6 +65,9 @@ public:
     // Ends it by a signal and returns what waitpid reports.
     int end(int signal);
 
+    // Waits until it ends by itself; the same.
+    int awaitEnd();
+
     // What it has written to standard error, up to its end.
     std::string errorText();
 
@@ -82,6 +85,8 @@ public:
     NodeFolder();
     ~NodeFolder();
     std::string file(const std::string& name) const { return folder_ + "/" + name; }
+    // Where a node of that kind may be: devices are in /dev, under a name of this process.
+    std::string nodePath(const std::string& kind) const;
     const std::string& path() const { return folder_; }
 
 private:

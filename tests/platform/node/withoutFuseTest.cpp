@@ -95,7 +95,7 @@ TEST_P(WithoutFuse, AFileThatIsInsistedOnIsRefusedAndNothingIsLeft) {
     ServedNode node = serve("fuse");
     EXPECT_NE(node.attachError(), 0);
     node.end(SIGTERM);
-    EXPECT_NE(node.errorText().find("FUSE cannot be had: "), std::string::npos);
+    EXPECT_NE(node.errorText().find("cannot be served by fuse: "), std::string::npos);
     EXPECT_NE(access(path_.c_str(), F_OK), 0);
 }
 

@@ -96,20 +96,6 @@ TEST_F(DeviceServerTest, MsgreadOutsideAMessageFails) {
     EXPECT_EQ(errno, ESRCH);
 }
 
-TEST_F(DeviceServerTest, APositionedWriteHasItsOffsetBeforeTheData) {
-    onWrite = [](resmgr_context_t* ctp, io_write_t* msg, iofunc_ocb_t*) {
-        EXPECT_EQ(msg->i.xtype, static_cast<uint32_t>(_IO_XTYPE_OFFSET));
-        int64_t offset;
-        char data[3];
-        EXPECT_EQ(resmgr_msgread(ctp, &offset, 8, 16), 8);
-        EXPECT_EQ(offset, 4711);
-        EXPECT_EQ(resmgr_msgread(ctp, data, 3, 24), 3);
-        EXPECT_EQ(memcmp(data, "abc", 3), 0);
-        return ENOSYS;
-    };
-    EXPECT_EQ(server_.writeAt({ctp_, {}, ocb_}, 4711, "abc", 3).error, ENOSYS);
-}
-
 TEST_F(DeviceServerTest, WhatAHandlerReturnsDecidesTheReply) {
     struct Row {
         int returned;

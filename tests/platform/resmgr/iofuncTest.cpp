@@ -34,7 +34,7 @@ TEST_F(DefaultHandlers, AnEmptyWriteChangesNoTime) {
 }
 
 TEST_F(DefaultHandlers, APositionedWriteIsNotSupported) {
-    EXPECT_EQ(server_.writeAt({ctp_, {7, 8}, ocb_}, 3, "hello", 5).error, ENOSYS);
+    EXPECT_EQ(iofunc_write_default(ctp_, message(5, 8 + 5, _IO_XTYPE_OFFSET), ocb_), ENOSYS);
 }
 
 TEST_F(DefaultHandlers, AWriteOfAnotherKindIsInvalid) {

@@ -1,24 +1,16 @@
 // The device node as a FUSE file system that is mounted on a regular file: the node's path is the
-// file system's root, and the root is a file. Each request of the kernel is one thing to handle for
-// the event loop. Pieces of a write are joined before the handler sees it.
+// file system's root, and the root is a file.
 #pragma once
 
 #include <memory>
 #include <string>
-#include <unordered_set>
 
-#include "node/deviceOperations.h"
-#include "node/fuse/clientCalls.h"
-#include "node/fuse/writeJoiner.h"
-#include "node/growingBuffer.h"
+#include "node/fuse/kernelNode.h"
 #include "node/place/mountTable.h"
-#include "ownership/fileDescriptor.h"
 
-struct fuse_buf;
-struct fuse_session;
-struct FuseOperations;
+struct stat;
 
-class FuseNode {
+class FuseNode : public KernelNode {
 public:
     // Whether this process may serve files; false with errno.
     static bool isAvailable();
@@ -28,36 +20,15 @@ public:
     static std::unique_ptr<FuseNode> mount(const std::string& path, DeviceOperations* device);
 
     // Unmounts, unless somebody else has done so.
-    ~FuseNode();
-    FuseNode(const FuseNode&) = delete;
-    FuseNode& operator=(const FuseNode&) = delete;
+    ~FuseNode() override;
 
 private:
-    friend struct FuseOperations;
+    using KernelNode::KernelNode;
+    bool mountOn();
+    static void getattr(fuse_req* request, fuse_file_info* info);
+    static void setattr(fuse_req* request, struct stat* wanted, int which, fuse_file_info* info);
+    void replyAttributes(fuse_req* request, const DeviceRequest& asked);
+    DeviceReply setTimes(const DeviceRequest& asked, const struct stat& wanted, int which);
 
-    explicit FuseNode(DeviceOperations* device);
-    bool mountOn(const std::string& path);
-    void serveRequest(resmgr_context_t* ctp);
-    void checkPending(resmgr_context_t* ctp);
-
-    DeviceRequest requestOf(uint64_t handle, pid_t thread) const;
-    void finishPending();
-    bool keepPiece(const WritePiece& piece, const char* data);
-    DeviceReply deliver(const WritePiece& piece, PieceRole role, const char* data);
-    void armPendingTimer(unsigned milliseconds);
-
-    DeviceOperations* device_;
-    resmgr_context_t* ctp_ = nullptr;  // the context in use while a request is handled
-    fuse_session* session_ = nullptr;
-    std::unique_ptr<fuse_buf> request_;
-    std::string path_;
     int mountId_ = kNoMount;
-
-    std::unordered_set<iofunc_ocb_t*> opens_;  // of the clients, until they are released
-
-    WriteJoiner joiner_;
-    ClientCalls calls_;
-    GrowingBuffer joined_;  // pieces of the pending write
-    FileDescriptor pendingTimer_;
-    unsigned pendingDelay_ = 0;  // milliseconds until the pending write is looked at again
 };

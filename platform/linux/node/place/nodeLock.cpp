@@ -106,9 +106,17 @@ bool NodeLock::take(const std::string& path) {
         if (isStillThere(file, name)) {
             file_ = name;
             fd_ = std::move(file);
+            char note;
+            foundNote_ = pread(fd_.get(), &note, 1, 0) == 1;
             return true;
         }
     }
+}
+
+void NodeLock::note() {
+    const char note = '1';
+    if (fd_ && pwrite(fd_.get(), &note, 1, 0) != 1)
+        layerError("%s: %s", file_.c_str(), std::strerror(errno));
 }
 
 // The file goes while it is still locked: whoever opened it meanwhile finds that it has gone.

@@ -21,7 +21,12 @@ public:
     bool take(const std::string& path);
     void release();
 
+    // Whether the last holder died and had noted that what is at the path is of its making.
+    bool foundNote() const { return foundNote_; }
+    void note();
+
 private:
     std::string file_;
     FileDescriptor fd_;
+    bool foundNote_ = false;
 };

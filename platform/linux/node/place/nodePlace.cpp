@@ -91,12 +91,15 @@ std::string canonicalNodePath(const std::string& path) {
     return base == "/" ? base + name : base + "/" + name;
 }
 
-PlaceContent clearNodePlace(const std::string& path) {
+PlaceContent clearNodePlace(const std::string& path, bool madeByConsole) {
     if (!clearMounts(path))
         return PlaceContent::refused;
     struct stat found;
     if (lstat(path.c_str(), &found) != 0)
         return errno == ENOENT ? PlaceContent::nothing : refuse(path, std::strerror(errno), errno);
+    const bool emptyFile = S_ISREG(found.st_mode) && found.st_size == 0;
+    if (madeByConsole && (emptyFile || S_ISCHR(found.st_mode)) && unlink(path.c_str()) == 0)
+        return PlaceContent::nothing;
     if (S_ISSOCK(found.st_mode))
         return clearSocket(path);
     if (S_ISLNK(found.st_mode))

@@ -11,8 +11,9 @@ std::string canonicalNodePath(const std::string& path);
 enum class PlaceContent { refused, nothing, emptyFile, filledFile };
 
 // Removes what a dead console has left at `path`, its mount or its socket, and says what is there
-// now. The caller holds the lock. Anything else than a regular file is refused, untouched.
-PlaceContent clearNodePlace(const std::string& path);
+// now. What it had made for its node, by `madeByConsole`, goes too: an empty file, a device's node.
+// The caller holds the lock. Anything else than a regular file is refused, untouched.
+PlaceContent clearNodePlace(const std::string& path, bool madeByConsole);
 
 // The regular file that a mount needs below it. Made if it is missing, and then removed at the end.
 // One that has contents gets them back when the mount is gone.

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
@@ -66,7 +67,6 @@ TEST_F(FuseNodeTest, StaysEmptyWhateverIsWritten) {
     ASSERT_EQ(write(client_.get(), "hello", 5), 5);
     expectText("hello");
     EXPECT_EQ(found().st_size, 0);
-    EXPECT_EQ(lseek(client_.get(), 0, SEEK_END), 0);
 }
 
 TEST_F(FuseNodeTest, AWriteMakesItsTimesNow) {
@@ -79,13 +79,6 @@ TEST_F(FuseNodeTest, AWriteMakesItsTimesNow) {
     EXPECT_EQ(found().st_atim.tv_sec, 1000);
 }
 
-TEST_F(FuseNodeTest, ShellRedirectionReachesIt) {
-    const std::string command = "echo hello > '" + path_ + "' && echo more >> '" + path_ + "'";
-    ASSERT_EQ(system(command.c_str()), 0);
-    expectText("hello\n");
-    expectText("more\n");
-}
-
 TEST_F(FuseNodeTest, OpensAsTheKernelDoes) {
     EXPECT_TRUE(open(O_WRONLY | O_CREAT | O_TRUNC));
     EXPECT_TRUE(open(O_RDWR | O_APPEND));
@@ -95,55 +88,15 @@ TEST_F(FuseNodeTest, OpensAsTheKernelDoes) {
     EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(FuseNodeTest, PositionedWritesAreRefusedAtEveryPlace) {
-    const FileDescriptor fresh = open(O_WRONLY);
+TEST_F(FuseNodeTest, HasNoPlacesToWriteAt) {
     for (const off_t offset : {0, 1, 1 << 20}) {
-        EXPECT_EQ(pwrite(fresh.get(), "abc", 3, offset), -1);
-        EXPECT_EQ(errno, ENOSYS);
+        EXPECT_EQ(pwrite(client_.get(), "abc", 3, offset), -1);
+        EXPECT_EQ(errno, ESPIPE);
+        EXPECT_EQ(lseek(client_.get(), offset, SEEK_SET), -1);
+        EXPECT_EQ(errno, ESPIPE);
     }
-    const std::string data = patternBytes(3 << 20);
-    EXPECT_EQ(pwrite(fresh.get(), data.data(), data.size(), 0), -1);
-    EXPECT_EQ(errno, ENOSYS);
-    EXPECT_EQ(write(fresh.get(), "plain", 5), 5);
+    EXPECT_EQ(write(client_.get(), "plain", 5), 5);
     expectText("plain");
-    const FileDescriptor reader = open(O_RDONLY);
-    EXPECT_EQ(pwrite(reader.get(), "abc", 3, 0), -1);
-    EXPECT_EQ(errno, EBADF);
-}
-
-TEST_F(FuseNodeTest, AMovedDescriptorStillWritesPlainly) {
-    for (const off_t offset : {100, 0, 1 << 30}) {
-        EXPECT_EQ(lseek(client_.get(), offset, SEEK_SET), offset);
-        ASSERT_EQ(write(client_.get(), "moved", 5), 5) << strerror(errno);
-        expectText("moved");
-    }
-    EXPECT_EQ(lseek(client_.get(), -1, SEEK_SET), -1);
-    EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(lseek(client_.get(), 0, 99), -1);
-    EXPECT_EQ(errno, EINVAL);
-}
-
-TEST_F(FuseNodeTest, AppendingWritesArePlain) {
-    const FileDescriptor log = open(O_WRONLY | O_APPEND);
-    const std::string data = patternBytes((2 << 20) + 5);
-    for (int i = 0; i < 3; ++i) {
-        ASSERT_EQ(write(log.get(), data.data(), data.size()), static_cast<ssize_t>(data.size()));
-        expectText(data);
-    }
-}
-
-TEST_F(FuseNodeTest, AVectorWriteIsOneMessage) {
-    const std::string data = patternBytes(1 << 20);
-    std::string whole;
-    std::vector<iovec> parts;
-    for (size_t i = 0; i < 1000; ++i) {  // more parts than fit one piece
-        const size_t start = i * 1001, size = 1 + i % 977;
-        parts.push_back({const_cast<char*>(data.data()) + start, size});
-        whole.append(data, start, size);
-    }
-    ASSERT_EQ(writev(client_.get(), parts.data(), static_cast<int>(parts.size())),
-              static_cast<ssize_t>(whole.size()));
-    expectText(whole);
     EXPECT_FALSE(node_->hasReport());
 }
 
@@ -184,88 +137,53 @@ TEST_F(FuseNodeTest, IsNoTerminalNoMapAndAlwaysReady) {
     EXPECT_EQ(fdatasync(client_.get()), 0);
 }
 
-TEST_F(FuseNodeTest, FlagsAreTheDescriptorsOwn) {
-    EXPECT_EQ(fcntl(client_.get(), F_GETFL) & O_ACCMODE, O_RDWR);
-    ASSERT_EQ(fcntl(client_.get(), F_SETFL, O_NONBLOCK), 0);
-    EXPECT_NE(fcntl(client_.get(), F_GETFL) & O_NONBLOCK, 0);
-}
-
-// A mapping whose second half cannot be read: a write from it stops in the middle.
-class HalfReadable {
-public:
-    explicit HalfReadable(size_t readable) : readable_(readable) {
-        start_ = static_cast<char*>(mmap(nullptr, 2 * readable, PROT_READ | PROT_WRITE,
-                                         MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        const std::string data = patternBytes(readable);
-        memcpy(start_, data.data(), readable);
-        mprotect(start_ + readable, readable, PROT_NONE);
-    }
-    ~HalfReadable() { munmap(start_, 2 * readable_); }
-    const char* data() const { return start_; }
-
-private:
-    size_t readable_;
-    char* start_;
-};
-
-TEST_F(FuseNodeTest, AWriteThatStopsHalfwayIsDeliveredAsFarAsItCame) {
-    const size_t readable = 4 << 20;
-    const HalfReadable memory(readable);
-    const ssize_t written = write(client_.get(), memory.data(), 2 * readable);
-    ASSERT_GT(written, 0);
-    ASSERT_LE(written, static_cast<ssize_t>(readable));
-    // The next write shows that the first one is over, and comes after it.
-    ASSERT_EQ(write(client_.get(), "next", 4), 4);
-    expectText(std::string(memory.data(), static_cast<size_t>(written)));
-    expectText("next");
-}
-
-TEST_F(FuseNodeTest, AWriteThatStopsHalfwayIsDeliveredWithoutFurtherRequests) {
-    const size_t readable = 4 << 20;
-    const HalfReadable memory(readable);
-    const ssize_t written = write(client_.get(), memory.data(), 2 * readable);
-    ASSERT_GT(written, 0);
-    expectText(std::string(memory.data(), static_cast<size_t>(written)));
-}
-
-TEST_F(FuseNodeTest, AClientThatIsKilledInTheMiddleLosesNothingAcknowledged) {
-    const std::string data = patternBytes(256 << 20);
-    kill(node_->process(), SIGSTOP);
-    const pid_t writer = fork();
-    if (writer == 0) {
-        kill(node_->process(), SIGCONT);
-        [[maybe_unused]] const ssize_t written = write(client_.get(), data.data(), data.size());
-        _exit(0);
-    }
-    // The writer's counter tells that it is under way; it is killed wherever it is then.
-    kill(writer, SIGKILL);
-    int status = 0;
-    waitpid(writer, &status, 0);
-    kill(node_->process(), SIGCONT);
-
-    ASSERT_EQ(write(client_.get(), "after", 5), 5);
-    Report seen = node_->nextReport();
-    if (seen.nbytes != 5) {
-        EXPECT_LE(seen.nbytes, data.size());
-        EXPECT_EQ(seen.hash, hashBytes(data.data(), seen.nbytes));
-        seen = node_->nextReport();
-    }
-    EXPECT_STREQ(seen.start, "after");
-}
-
-TEST_F(FuseNodeTest, UnmountedByOthersTheServiceGoesOn) {
+TEST_F(FuseNodeTest, UnmountedByOthersTheConsoleEndsAndSaysSo) {
     client_.reset();
-    if (!detachMount(path_))
-        GTEST_SKIP() << "may not unmount: " << strerror(errno);
-    // It ends in an orderly way when asked to, so its loop has not failed.
-    const int status = node_->end(SIGTERM);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_TRUE(detachMount(path_)) << strerror(errno);
+    const int status = node_->awaitEnd();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
+    EXPECT_EQ(node_->errorText(),
+              "velkaris: " + path_ + ": somebody else has taken the node away; the console ends\n");
+    EXPECT_NE(access(path_.c_str(), F_OK), 0);
 }
 
-TEST_F(FuseNodeTest, SomethingElseMountedThereIsLeftAlone) {
-    EXPECT_EQ(mountAt(path_)->type, "fuse.velkaris");
+TEST_F(FuseNodeTest, AnotherMountOverItIsLeftAloneAtTheEnd) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root may mount";
+    const std::string other = folder_.file("other");
+    std::ofstream(other) << "of others\n";
+    client_.reset();
+    if (mount(other.c_str(), path_.c_str(), nullptr, MS_BIND, nullptr) != 0)
+        GTEST_SKIP() << "may not mount: " << strerror(errno);
     node_->end(SIGTERM);
-    EXPECT_FALSE(mountAt(path_));
+    std::string text;
+    std::getline(std::ifstream(path_), text);
+    EXPECT_EQ(text, "of others");
+    EXPECT_TRUE(detachMount(path_));
+}
+
+TEST_F(FuseNodeTest, TheFileOfAKilledConsoleGoesWithItsSuccessor) {
+    client_.reset();
+    for (const char* next : {"fuse", "socket"}) {
+        node_->end(SIGKILL);
+        node_ = std::make_unique<ServedNode>(path_, next);
+        ASSERT_TRUE(node_->attached()) << strerror(node_->attachError());
+        if (*next == 'f')
+            continue;
+        node_->end(SIGTERM);
+        EXPECT_NE(access(path_.c_str(), F_OK), 0);
+    }
+}
+
+TEST_F(FuseNodeTest, AFileThatWasThereBeforeStaysThroughAKill) {
+    node_->end(SIGTERM);
+    std::ofstream(path_).flush();
+    for (int i = 0; i < 2; ++i) {
+        node_ = std::make_unique<ServedNode>(path_, "fuse");
+        ASSERT_TRUE(node_->attached()) << strerror(node_->attachError());
+        node_->end(i == 0 ? SIGKILL : SIGTERM);
+    }
+    EXPECT_EQ(access(path_.c_str(), F_OK), 0);
 }
 
 // What a shell wrote to the path while no console ran.

@@ -21,7 +21,7 @@ protected:
     // The verdict, and the line that it comes with in `said_`.
     PlaceContent clear() {
         testing::internal::CaptureStderr();
-        const PlaceContent content = clearNodePlace(path_);
+        const PlaceContent content = clearNodePlace(path_, madeByConsole_);
         const int error = errno;
         said_ = testing::internal::GetCapturedStderr();
         errno = error;
@@ -39,6 +39,7 @@ protected:
     NodeFolder folder_;
     std::string path_ = folder_.file("node");
     std::string said_;
+    bool madeByConsole_ = false;
 };
 
 TEST_F(NodePlace, AnEmptyPlaceIsTaken) {
