@@ -15,7 +15,7 @@ namespace {
 // What the interfaces promise is what the node carries.
 static_assert(sizeof(DevctlMessage) == kConsoleReceiveBytes, "a message");
 static_assert(sizeof(DevctlMessage::payload) == kConsolePayloadBytes, "a payload");
-static_assert(DEVCTL_MAX_WRITE == VELKARIS_TEXT_BYTES, "a written text");
+static_assert(VELKARIS_TEXT_BYTES <= DEVCTL_MAX_WRITE, "a written text");
 
 // How the system says that nobody serves the node: nothing there, nobody behind it, or the server
 // left in the middle of a call.

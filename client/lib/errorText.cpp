@@ -10,6 +10,7 @@ const char* velkaris_error_text(int error) {
         case ENODEV: return "no console is there";
         case ETIMEDOUT: return "the console does not answer";
         case EMSGSIZE: return "the text does not fit in one message";
+        case ENOBUFS: return "the console keeps no more unfinished texts of this user";
         case EILSEQ: return "the text has characters that the console cannot show";
         case ENOSYS: return "the console does not know this command";
         default: return std::strerror(error);

@@ -1,6 +1,9 @@
 // Many clients at once, clients that die, and clients that never stop.
 #include <devctlSocket.h>
+#include <fcntl.h>
+#include <linux/userfaultfd.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -81,6 +84,30 @@ void writeMuch(int fd) {
 void writeLittleForEver(int fd) {
     while (devctl_write(fd, "flood", 5) == 5) {
     }
+}
+
+// Memory that whoever touches it waits for, and that nobody supplies. Null where the system has
+// none for this user.
+void* memoryThatNeverArrives(size_t size) {
+    const int fd = static_cast<int>(syscall(SYS_userfaultfd, O_CLOEXEC));  // open until the end
+    void* const memory =
+        mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    uffdio_api api = {};
+    api.api = UFFD_API;
+    uffdio_register range = {};
+    range.range = {reinterpret_cast<uint64_t>(memory), size};
+    range.mode = UFFDIO_REGISTER_MODE_MISSING;
+    const bool registered =
+        fd >= 0 && ioctl(fd, UFFDIO_API, &api) == 0 && ioctl(fd, UFFDIO_REGISTER, &range) == 0;
+    return registered ? memory : nullptr;
+}
+
+void writeWhatNeverArrives(int fd) {
+    void* const memory = memoryThatNeverArrives(4096);
+    if (!memory)
+        _exit(1);
+    [[maybe_unused]] const ssize_t written =
+        devctlIsSocket(fd) ? devctl_write(fd, memory, 4096) : write(fd, memory, 4096);
 }
 
 // The row of a client's write; three rows make one write.
@@ -210,6 +237,29 @@ TEST_P(Crowd, ClientsKilledInTheMiddleOfTheirWritesCostOnlyThemselves) {
         client.end(SIGKILL);
     }
     expectServesAfterAll(&console);
+}
+
+TEST_P(Crowd, AWriterWhoseMemoryNeverArrivesHoldsUpNobodyElse) {
+    if (!memoryThatNeverArrives(4096))
+        GTEST_SKIP() << "no userfaultfd: " << strerror(errno);
+    ConsoleProcess console(usualOptions());
+    ASSERT_TRUE(console.waitForNode()) << console.errors();
+    ReferenceModel model;
+    for (const char* text : {"first", "second"}) {
+        ClientProcess stuck(console.node(), writeWhatNeverArrives);
+        ASSERT_TRUE(stuck.waitForCall(kWriteCalls));
+        ConsoleClient client(console.node());
+        EXPECT_EQ(client.setStatus("served"), EOK);
+        EXPECT_EQ(devctl_write(client.fd(), text, strlen(text)),
+                  static_cast<ssize_t>(strlen(text)));
+        model.addLine(text);
+        if (std::string(GetParam()) == "cuse") {
+            EXPECT_EQ(client.write("plainly"), 7);
+            model.addLine("plainly");
+        }
+    }
+    model.status = "served";
+    expectSamePicture("neverArrives", predictUsual(model), nextFrame(&console));
 }
 
 TEST_P(Crowd, AFloodOfWritesDoesNotHoldUpTheClock) {

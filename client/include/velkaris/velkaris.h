@@ -30,7 +30,7 @@ extern "C" {
 enum {
     VELKARIS_NO_TIME_LIMIT = 0,           // milliseconds; wait for as long as it takes
     VELKARIS_DEFAULT_TIME_LIMIT = 10000,  // milliseconds
-    VELKARIS_TEXT_BYTES = 0x7ffff000,     // the longest written text: what one call takes
+    VELKARIS_TEXT_BYTES = 0x4000000,      // the longest written text: what a console keeps of one
     VELKARIS_STATUS_BYTES = 2031,         // the longest status text, without its NUL
     VELKARIS_NAME_AND_LABEL_BYTES = 2018  // the longest name and label together, without NULs
 };

@@ -117,6 +117,27 @@ TEST_F(NodeLockTest, AProcessThatIsKilledLosesIt) {
     close(ready[1]);
 }
 
+TEST_F(NodeLockTest, ANoteIsFoundByTheNextAfterAKillAlone) {
+    for (const bool killed : {false, true, false}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            {
+                NodeLock lock;
+                if (!lock.take(path_))
+                    _exit(1);
+                lock.note();
+                if (killed)
+                    kill(getpid(), SIGKILL);
+            }
+            _exit(0);
+        }
+        waitpid(child, nullptr, 0);
+        NodeLock next;
+        ASSERT_TRUE(take(&next, path_));
+        EXPECT_EQ(next.foundNote(), killed);
+    }
+}
+
 TEST_F(NodeLockTest, AnotherUserCannotKeepRootFromIt) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can act as another user";

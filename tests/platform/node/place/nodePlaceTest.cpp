@@ -4,9 +4,11 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 
 #include "node/place/socketAddress.h"
@@ -64,6 +66,32 @@ TEST_F(NodePlace, AFileWithContentsIsToldFromAnEmptyOneAndKept) {
     std::string text;
     std::ifstream(path_) >> text;
     EXPECT_EQ(text, "precious");
+}
+
+TEST_F(NodePlace, WhatADeadConsoleHadMadeGoes) {
+    madeByConsole_ = true;
+    fill("");
+    EXPECT_EQ(clear(), PlaceContent::nothing);
+    EXPECT_NE(access(path_.c_str(), F_OK), 0);
+    if (mknod(path_.c_str(), S_IFCHR | 0600, makedev(0xfff, 0xfff)) != 0)
+        GTEST_SKIP() << "may not make a device's node: " << strerror(errno);
+    EXPECT_EQ(clear(), PlaceContent::nothing);
+    EXPECT_NE(access(path_.c_str(), F_OK), 0);
+    EXPECT_EQ(said_, "");
+}
+
+TEST_F(NodePlace, WhatWasWrittenToAFileOfADeadConsoleStays) {
+    madeByConsole_ = true;
+    fill("precious");
+    EXPECT_EQ(clear(), PlaceContent::filledFile);
+}
+
+TEST_F(NodePlace, ADeviceOfOthersIsRefused) {
+    if (mknod(path_.c_str(), S_IFCHR | 0600, makedev(1, 3)) != 0)
+        GTEST_SKIP() << "may not make a device's node: " << strerror(errno);
+    EXPECT_EQ(clear(), PlaceContent::refused);
+    EXPECT_EQ(errno, EEXIST);
+    EXPECT_EQ(access(path_.c_str(), F_OK), 0);
 }
 
 TEST_F(NodePlace, AFolderIsRefused) {
