@@ -371,7 +371,7 @@ class BootedConsole(MachineTest):
         for log in logs:
             while self.machine.attempt(f"[ -e {log}.end ]")[0] != 0:
                 progress = f"wc -c <{log}"
-                before = self.machine.run(progress)
+                before = self.machine.run(progress).strip()
                 # One test may take long here, but not that long.
                 self.machine.waitUntil(f"[ -e {log}.end ] || [ $({progress}) -ne {before} ]")
             report = self.machine.fetchText(log)
