@@ -37,8 +37,8 @@ struct UnfinishedWrite {
 // The list is short: a write stays for as long as its thread is in it, or is believed to be.
 class UnfinishedWrites {
 public:
-    // The least that a write takes of its user's share, so that many small ones are bounded too.
-    static constexpr size_t kShareOfOne = 4096;
+    // The least that a write takes of its user's share: it keeps this list to some thousand.
+    static constexpr size_t kShareOfOne = 65536;
 
     explicit UnfinishedWrites(UserShares* shares) : shares_(shares) {}
 

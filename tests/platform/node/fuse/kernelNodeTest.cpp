@@ -342,7 +342,7 @@ TEST_P(KernelNodeTest, ATextOfADeadClientIsForgotten) {
 
 TEST_P(KernelNodeTest, UnfinishedTextsOfAUserAreBounded) {
     const size_t share = UserShares::ofThisMachine(0).userBytes;
-    const size_t most = share / kDevctlTextBytes;
+    const size_t most = share / UnfinishedWrites::kShareOfOne;
     const rlimit enough = {most + 100, most + 100};
     if (setrlimit(RLIMIT_NOFILE, &enough) != 0)
         GTEST_SKIP() << "may not open " << most << " descriptors: " << strerror(errno);
