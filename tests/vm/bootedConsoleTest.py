@@ -387,8 +387,8 @@ class BootedConsole(MachineTest):
     def testDeviceServesClientsOfEveryKind(self):
         self.machine.run("modprobe cuse")
         # But for those that draw or write so much that the emulation takes minutes.
-        self.assertTestsPass("velkaris_e2e_tests", "*/cuse:-*SixtyFour*:*Mebibyte*:*TwentyClients*:"
-                                                   "*Thousand*")
+        self.assertTestsPass("velkaris_e2e_tests", "*/cuse:-*SixtyFour*:*Mebibyte*:*EveryLength*:"
+                                                   "*TwentyClients*:*Thousand*")
 
     def testUserWithoutRightsServesANode(self):
         self.machine.run("chmod 666 /dev/fuse; mkdir -p /run/guest; chown guest /run/guest")
