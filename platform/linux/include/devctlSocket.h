@@ -31,9 +31,6 @@ enum DevctlPacketKind {
 
 enum { kDevctlPacketMagic = 0x6b6c6556, kDevctlPacketBytes = 65536 };
 
-// The flags of an open that a command can change.
-enum { kDevctlSettableFlags = O_APPEND | O_NONBLOCK };
-
 struct DevctlPacket {
     uint32_t magic;
     uint32_t kind;
@@ -46,7 +43,7 @@ struct DevctlPacket {
 // answers before any request: EUSERS when its user has too many, EBUSY when all users have.
 struct DevctlAnswer {
     int32_t status;  // 0 or an error number
-    uint32_t flags;  // kDevctlSettableFlags of the open after the request
+    uint32_t flags;  // of the open; a command may have changed them
     int64_t result;  // what write() returns
 };
 
@@ -176,21 +173,20 @@ static inline int devctlKeptFlags(int fd) {
 // One call for the open `fd`. Returns the length of the reply, or -1 with errno.
 static inline ssize_t devctlCall(int fd, uint32_t kind, const void* data, size_t length,
                                  struct DevctlAnswer* answer, void* reply, size_t replySize) {
-    const int call = devctlConnectAgain(fd), before = devctlKeptFlags(fd);
-    const int settable = kDevctlSettableFlags;
+    const int call = devctlConnectAgain(fd), flags = devctlKeptFlags(fd);
     ssize_t replyBytes = -1;
     int error;
 
     if (call < 0)
         return -1;
-    error = devctlSend(call, kind, before, data, length);
+    error = devctlSend(call, kind, flags, data, length);
     if (error == 0) {
         replyBytes = devctlReceive(call, answer, reply, replySize);
         error = errno;
     }
     close(call);
-    if (replyBytes >= 0 && answer->status == 0 && (int)answer->flags != (before & settable))
-        (void)devctlKeepFlags(fd, (before & ~settable) | (int)answer->flags);
+    if (replyBytes >= 0 && answer->status == 0 && (int)answer->flags != flags)
+        (void)devctlKeepFlags(fd, (int)answer->flags);
     errno = error;
     return replyBytes;
 }
@@ -246,7 +242,7 @@ static inline int devctlOpenSocket(const char* path, int oflag) {
     error = devctlSend(fd, kDevctlPacketOpen, oflag, 0, 0);
     if (error == 0)
         error = devctlReceive(fd, &answer, 0, 0) < 0 ? errno : answer.status;
-    if (error == 0 && devctlKeepFlags(fd, (oflag & O_ACCMODE) | (int)answer.flags) != 0)
+    if (error == 0 && devctlKeepFlags(fd, (int)answer.flags) != 0)
         error = errno;
     if (error == 0)
         return fd;
@@ -295,8 +291,6 @@ static inline ssize_t devctl_write(int fd, const void* data, size_t size) {
     ssize_t written;
 
     if (devctlIsSocket(fd)) {
-        if (size > DEVCTL_MAX_WRITE)
-            size = DEVCTL_MAX_WRITE;
         if (devctlCall(fd, kDevctlPacketWrite, data, size, &answer, 0, 0) < 0)
             return -1;
         if (answer.status == 0)

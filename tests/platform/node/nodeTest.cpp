@@ -212,7 +212,7 @@ TEST_P(NodeTest, FlagsOfADescriptorCanBeReadAndSet) {
 
 TEST_P(NodeTest, FlagsTellTheAccessModeOfTheOpen) {
     for (const int mode : {O_RDONLY, O_WRONLY, O_RDWR}) {
-        const FileDescriptor client = open(mode | O_NONBLOCK);
+        const FileDescriptor client = open(mode | O_NONBLOCK | O_TRUNC);
         for (int round = 0; round < 2; ++round) {
             int flags = -1;
             ASSERT_EQ(devctl(client.get(), DCMD_ALL_GETFLAGS, &flags, sizeof flags, nullptr), EOK);

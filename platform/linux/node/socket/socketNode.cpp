@@ -31,6 +31,7 @@ constexpr long kRestNanoseconds = 100000000;
 constexpr size_t kOwnFiles = 32;     // that the service needs besides its connections
 constexpr size_t kReservedPart = 8;  // of the connections, for root alone
 
+constexpr uint32_t kSettable = O_APPEND | O_NONBLOCK;  // of an open's flags
 constexpr size_t kPacketRoom = sizeof(DevctlPacket) + kDevctlPacketBytes;
 
 // Each connection needs a descriptor. Returns for how many there are descriptors now.
@@ -219,6 +220,7 @@ bool SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection, siz
     if (!wellFormed(packet, size))
         return false;
     connection->asked = true;
+    connection->flags = packet.flags;
     const DeviceReply reply = device_->open({ctp, connection->client, nullptr},
                                             static_cast<int>(packet.flags), &connection->ocb);
     if (packet.kind == kDevctlPacketOpen || reply.error != EOK)
@@ -265,8 +267,10 @@ bool SocketNode::collect(resmgr_context_t* ctp, Connection* connection, const ch
 bool SocketNode::answer(const Connection& connection, const DeviceReply& reply, const void* data) {
     if (reply.none)
         return true;
-    const uint32_t flags = connection.ocb ? static_cast<uint32_t>(connection.ocb->ioflag) : 0;
-    send(connection.socket.get(), reply, flags & kDevctlSettableFlags, data);
+    uint32_t flags = connection.flags & ~kSettable;
+    if (connection.ocb)
+        flags |= static_cast<uint32_t>(connection.ocb->ioflag) & kSettable;
+    send(connection.socket.get(), reply, flags, data);
     shutdown(connection.socket.get(), SHUT_WR);
     return false;
 }

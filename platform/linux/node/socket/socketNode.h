@@ -42,10 +42,11 @@ private:
         FileDescriptor socket;
         ClientId client;
         uid_t user;
-        HeldBytes held;               // of its share, for `data`
-        bool asked = false;           // its request has come
-        iofunc_ocb_t* ocb = nullptr;  // of that request
-        uint64_t expected = 0;        // bytes of a write that takes more than one packet
+        HeldBytes held;      // of its share, for `data`
+        bool asked = false;  // its request has come
+        uint32_t flags = 0;  // of its open
+        iofunc_ocb_t* ocb = nullptr;
+        uint64_t expected = 0;  // bytes of a write that takes more than one packet
         GrowingBuffer data;
     };
 

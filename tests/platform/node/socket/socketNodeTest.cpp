@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "node/place/socketAddress.h"
 #include "platform/node/socket/socketFixture.h"
 
 namespace {
@@ -32,6 +33,16 @@ TEST_F(SocketNodeTest, EverybodyMayConnect) {
     struct stat found;
     ASSERT_EQ(stat(node_->path().c_str(), &found), 0);
     EXPECT_EQ(found.st_mode, static_cast<mode_t>(S_IFSOCK | 0666));
+}
+
+TEST_F(SocketNodeTest, AtItsEndItRemovesNoOtherSocketFromThePath) {
+    const std::string& path = node_->path();
+    ASSERT_EQ(rename(path.c_str(), folder_.file("moved").c_str()), 0);
+    const FileDescriptor other(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const SocketAddress address(path);
+    ASSERT_EQ(bind(other.get(), address.get(), address.size()), 0);
+    node_->end(SIGTERM);
+    EXPECT_EQ(access(path.c_str(), F_OK), 0);
 }
 
 TEST_F(SocketNodeTest, SaysThatRedirectionWillNotWork) {
@@ -108,6 +119,13 @@ TEST_F(SocketNodeTest, ACallIsHeldToTheAccessModeThatItComesWith) {
     ASSERT_TRUE(sendPacket(synchronised, packetOf(kDevctlPacketWrite, 1, O_RDWR | O_SYNC), "x"));
     EXPECT_EQ(statusOf(synchronised), EINVAL);
     EXPECT_FALSE(node_->hasReport());
+}
+
+TEST_F(SocketNodeTest, AnOpenThatIsRefusedIsHungUp) {
+    const FileDescriptor client = connectRaw();
+    ASSERT_TRUE(sendPacket(client, packetOf(kDevctlPacketOpen, 0, O_RDWR | O_SYNC)));
+    EXPECT_EQ(statusOf(client), EINVAL);
+    expectDropped(client);
 }
 
 TEST_F(SocketNodeTest, AConnectionCarriesOneRequest) {
@@ -221,12 +239,15 @@ TEST_F(SocketNodeTest, AClientThatItsHandlerKeepsBlockedLeavesNothingBehind) {
 TEST_F(SocketNodeTest, CallsOfAnOpenWhoseServerIsGoneFailAlsoWhenAnotherServesThePath) {
     const FileDescriptor client = openNode();
     node_->end(SIGKILL);
+    const size_t before = openFiles(getpid());
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(devctl_write(client.get(), "x", 1), -1);
         EXPECT_EQ(errno, ENOTCONN);
         EXPECT_EQ(devctl(client.get(), static_cast<int>(kCommandNote), nullptr, 0, nullptr),
                   ENOTCONN);
-        serve({});
+        EXPECT_EQ(openFiles(getpid()), before);
+        if (round == 0)
+            serve({});
     }
     EXPECT_FALSE(node_->hasReport());
     expectAlive();

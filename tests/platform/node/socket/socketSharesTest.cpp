@@ -18,7 +18,7 @@ constexpr size_t kShare = 16;  // a quarter of the others
 constexpr uid_t kRoot = 0, kAnn = 1001, kBob = 1002;
 
 void allowFewFiles() {
-    const rlimit few = {kFiles, kFiles};
+    const rlimit few = {kFiles / 2, kFiles};  // the service raises it
     setrlimit(RLIMIT_NOFILE, &few);
 }
 
@@ -149,7 +149,7 @@ TEST_F(SocketShares, UnfinishedWritesOfAUserCountTogetherUntilTheyEnd) {
             const AsUser ann(kAnn);
             client = openNode();
             unfinished = connectRaw();
-            ASSERT_TRUE(sendPartOfWrite(unfinished, uint64_t{1} << 40, most));
+            ASSERT_TRUE(sendPartOfWrite(unfinished, uint64_t{1} << 40, userBytes_));
             EXPECT_EQ(devctl_write(client.get(), text.data(), text.size()), -1);
             EXPECT_EQ(errno, ENOBUFS);
             EXPECT_EQ(devctl_write(client.get(), "short", 5), 5);
