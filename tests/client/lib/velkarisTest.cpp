@@ -5,10 +5,12 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "client/support/fakeConsole.h"
