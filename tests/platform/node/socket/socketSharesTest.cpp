@@ -1,10 +1,13 @@
 // No user keeps others from a node that is a socket: connections and bytes are shared out.
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "node/share/userShares.h"
@@ -28,6 +31,14 @@ public:
     explicit AsUser(uid_t user) { EXPECT_EQ(seteuid(user), 0); }
     ~AsUser() { EXPECT_EQ(seteuid(0), 0); }
 };
+
+// Until the service has taken everything that was sent.
+void waitUntilRead(const FileDescriptor& client) {
+    int unread = -1;
+    while (ioctl(client.get(), SIOCOUTQ, &unread) == 0 && unread > 0)
+        std::this_thread::yield();
+    EXPECT_EQ(unread, 0);
+}
 
 class SocketShares : public SocketNodeTest {
 protected:
@@ -150,6 +161,7 @@ TEST_F(SocketShares, UnfinishedWritesOfAUserCountTogetherUntilTheyEnd) {
             client = openNode();
             unfinished = connectRaw();
             ASSERT_TRUE(sendPartOfWrite(unfinished, uint64_t{1} << 40, userBytes_));
+            waitUntilRead(unfinished);
             EXPECT_EQ(devctl_write(client.get(), text.data(), text.size()), -1);
             EXPECT_EQ(errno, ENOBUFS);
             EXPECT_EQ(devctl_write(client.get(), "short", 5), 5);
