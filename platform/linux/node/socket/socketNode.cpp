@@ -17,12 +17,13 @@
 #include "node/place/socketAddress.h"
 #include "report/layerError.h"
 
-// Newer than the headers; the number is that of every architecture but PA-RISC and SPARC.
-#ifndef SO_PASSRIGHTS
-#define SO_PASSRIGHTS 83
-#endif
-
 namespace {
+
+#ifdef SO_PASSRIGHTS
+constexpr int kPassRights = SO_PASSRIGHTS;
+#else
+constexpr int kPassRights = 83;  // in newer headers, on all architectures but PA-RISC and SPARC
+#endif
 
 constexpr uid_t kRoot = 0;
 constexpr int kBacklog = 1024;
@@ -48,7 +49,7 @@ size_t raiseDescriptorLimit() {
 // drops them when a packet is received, because no receiver here has room for them.
 void refuseDescriptors(int fd) {
     const int no = 0;
-    setsockopt(fd, SOL_SOCKET, SO_PASSRIGHTS, &no, sizeof no);
+    setsockopt(fd, SOL_SOCKET, kPassRights, &no, sizeof no);
 }
 
 bool wellFormed(const DevctlPacket& packet, size_t received) {
