@@ -76,6 +76,9 @@ TEST_F(SocketShares, AUserWithAQuarterOfTheTableIsRefusedInWordsOfItsOwnAndOther
     const std::vector<FileDescriptor> idle = connectIdle(kAnn, kShare);
     EXPECT_EQ(openError(kAnn), EUSERS);
     EXPECT_EQ(openError(kAnn), EUSERS);
+    char byte;
+    EXPECT_EQ(recv(idle.back().get(), &byte, 1, MSG_DONTWAIT), -1);  // the last was admitted
+    EXPECT_EQ(errno, EAGAIN);
     EXPECT_EQ(openError(kBob), EOK);
     expectAlive();
 }
