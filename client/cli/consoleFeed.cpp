@@ -1,8 +1,10 @@
 #include "cli/consoleFeed.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <deque>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -38,9 +40,12 @@ struct Batch {
     }
 };
 
-// Whether the same batch may be taken another time.
+// Why the same batch may be taken another time: no console, or too much at once from all clients.
+constexpr int kPassingErrors[] = {ENODEV, ETIMEDOUT, EAGAIN, EUSERS, EBUSY, ENOBUFS};
+
 bool mayPass(int error) {
-    return error == ENODEV || error == ETIMEDOUT || error == EAGAIN;
+    return std::find(std::begin(kPassingErrors), std::end(kPassingErrors), error) !=
+           std::end(kPassingErrors);
 }
 
 }  // namespace

@@ -1,15 +1,16 @@
 // For clients of a node that may be a socket: devctl_open() and devctl_write() work whichever way
 // it is served, and with this header devctl() does so too. Header-only, C99 and C++.
 //
-// A node is a file, through FUSE, or a Unix socket at the same path. On a socket each call makes a
-// pair of sockets, sends one of them along with the request, and gets its answer through the other;
-// so threads and processes may share a descriptor, and no answer reaches the wrong one.
+// A node is a file, through FUSE, or a Unix socket at the same path. On a socket the descriptor
+// that devctl_open() gives is a connection that only stands for the open: each call makes a
+// connection of its own to where that one leads, and gets its answer there. So threads and
+// processes may share the descriptor, and no answer reaches the wrong one.
 #ifndef VELKARIS_LINUX_DEVCTL_SOCKET_H
 #define VELKARIS_LINUX_DEVCTL_SOCKET_H
 
 #include <devctl.h>
 #include <fcntl.h>
-#include <stdio.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -20,11 +21,10 @@
 extern "C" {
 #endif
 
-// A request on a socket: one packet with this header, the first `length` bytes of data as far as
-// one packet takes them, and the socket for the answer as its only passed descriptor. What is left
-// of the data follows through that socket, in packets of at most kDevctlPacketBytes.
+// A connection's only request: one packet with this header and the first `length` bytes of data as
+// far as one packet takes them. What is left follows in packets of at most kDevctlPacketBytes.
 enum DevctlPacketKind {
-    kDevctlPacketOpen = 1,    // argument: the flags of the open
+    kDevctlPacketOpen = 1,    // the connection stays until the client closes it
     kDevctlPacketWrite = 2,   // data: the bytes written
     kDevctlPacketCommand = 3  // data: the used part of a DevctlMessage
 };
@@ -34,15 +34,16 @@ enum { kDevctlPacketMagic = 0x6b6c6556, kDevctlPacketBytes = 65536 };
 struct DevctlPacket {
     uint32_t magic;
     uint32_t kind;
-    uint32_t argument;
+    uint32_t flags;  // of the open, as open() takes them
     uint32_t zero;
     uint64_t length;
 };
 
-// The one answer; for a command the reply message follows.
+// The one answer; for a command the reply message follows. A console that refuses a connection
+// answers before any request: EUSERS when its user has too many, EBUSY when all users have.
 struct DevctlAnswer {
     int32_t status;  // 0 or an error number
-    uint32_t zero;
+    uint32_t flags;  // of the open; a command may have changed them
     int64_t result;  // what write() returns
 };
 
@@ -56,61 +57,43 @@ static inline int devctlIsSocket(int fd) {
     return getsockname(fd, (struct sockaddr*)&name, &size) == 0 && name.sun_family == AF_UNIX;
 }
 
-// Sends the request's first packet with `answerSocket` passed along. Returns how many data bytes
-// went with it, or -1 with errno.
-static inline ssize_t devctlSendFirst(int fd, const struct DevctlPacket* packet, const void* data,
-                                      int answerSocket) {
-    union {
-        struct cmsghdr header;
-        char room[CMSG_SPACE(sizeof(int))];
-    } control;
+// Sends a request with its data. Returns 0 or an error number; a server that hangs up is none yet,
+// because its answer says why.
+static inline int devctlSend(int fd, uint32_t kind, int flags, const void* data, size_t length) {
+    struct DevctlPacket packet;
     struct iovec parts[2];
     struct msghdr message;
-    struct cmsghdr* passed;
-    ssize_t sent;
-    const size_t first =
-        packet->length < kDevctlPacketBytes ? (size_t)packet->length : (size_t)kDevctlPacketBytes;
+    size_t from = 0;
 
-    parts[0].iov_base = (void*)packet;
-    parts[0].iov_len = sizeof *packet;
-    parts[1].iov_base = (void*)data;
-    parts[1].iov_len = first;
+    memset(&packet, 0, sizeof packet);
+    packet.magic = kDevctlPacketMagic;
+    packet.kind = kind;
+    packet.flags = (uint32_t)flags;
+    packet.length = length;
     memset(&message, 0, sizeof message);
-    memset(&control, 0, sizeof control);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    message.msg_control = &control;
-    message.msg_controllen = sizeof control;
-    passed = CMSG_FIRSTHDR(&message);
-    passed->cmsg_level = SOL_SOCKET;
-    passed->cmsg_type = SCM_RIGHTS;
-    passed->cmsg_len = CMSG_LEN(sizeof(int));
-    memcpy(CMSG_DATA(passed), &answerSocket, sizeof(int));
-
-    do
-        sent = sendmsg(fd, &message, MSG_NOSIGNAL);
-    while (sent < 0 && errno == EINTR);
-    return sent < 0 ? -1 : (ssize_t)first;
-}
-
-// Sends what is left of the data. A server that has no use for it hangs up, and its answer says
-// why; so a failed send is no failure yet.
-static inline void devctlSendRest(int channel, const void* data, size_t from, size_t size) {
-    while (from < size) {
-        const size_t left = size - from;
-        const size_t piece = left < kDevctlPacketBytes ? left : (size_t)kDevctlPacketBytes;
-        const ssize_t sent = send(channel, (const char*)data + from, piece, MSG_NOSIGNAL);
-        if (sent >= 0)
-            from += (size_t)sent;
-        else if (errno != EINTR)
-            return;
-    }
+    parts[0].iov_base = &packet;
+    parts[0].iov_len = sizeof packet;
+    do {
+        parts[1].iov_base = (char*)data + from;
+        parts[1].iov_len = length - from;
+        if (parts[1].iov_len > kDevctlPacketBytes)
+            parts[1].iov_len = kDevctlPacketBytes;
+        if (sendmsg(fd, &message, MSG_NOSIGNAL) >= 0) {
+            from += parts[1].iov_len;
+            parts[0].iov_len = 0;
+        } else if (errno != EINTR) {
+            return errno == EPIPE || errno == ECONNRESET ? 0 : errno;
+        }
+    } while (from < length || parts[0].iov_len > 0);
+    return 0;
 }
 
 // Waits for the answer and at most `replySize` bytes of reply. Returns how many those were, or -1
 // with errno; a server that is gone is ENOTCONN, like a node whose server is gone.
-static inline ssize_t devctlReceiveAnswer(int channel, struct DevctlAnswer* answer, void* reply,
-                                          size_t replySize) {
+static inline ssize_t devctlReceive(int fd, struct DevctlAnswer* answer, void* reply,
+                                    size_t replySize) {
     struct iovec parts[2];
     struct msghdr message;
     ssize_t received;
@@ -122,10 +105,9 @@ static inline ssize_t devctlReceiveAnswer(int channel, struct DevctlAnswer* answ
     memset(&message, 0, sizeof message);
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-
-    do
-        received = recvmsg(channel, &message, 0);
-    while (received < 0 && errno == EINTR);
+    do  // a server that hangs up before it has read everything resets; its answer waits behind that
+        received = recvmsg(fd, &message, 0);
+    while (received < 0 && (errno == EINTR || errno == ECONNRESET));
     if (received < (ssize_t)sizeof *answer) {
         errno = ENOTCONN;
         return -1;
@@ -133,43 +115,83 @@ static inline ssize_t devctlReceiveAnswer(int channel, struct DevctlAnswer* answ
     return received - (ssize_t)sizeof *answer;
 }
 
-// One request and its answer on a socket. Returns the length of the reply, or -1 with errno.
-static inline ssize_t devctlExchange(int fd, const struct DevctlPacket* packet, const void* data,
-                                     struct DevctlAnswer* answer, void* reply, size_t replySize) {
-    int channel[2];
-    ssize_t result;
-    int error;
+// Connects to the socket at `address`. Returns the connection, or -1 with errno.
+static inline int devctlConnect(const struct sockaddr_un* address) {
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    int result, error;
 
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel) != 0)
+    if (fd < 0)
         return -1;
-    result = devctlSendFirst(fd, packet, data, channel[1]);
+    do
+        result = connect(fd, (const struct sockaddr*)address, sizeof *address);
+    while (result != 0 && errno == EINTR);
+    if (result == 0)
+        return fd;
     error = errno;
-    close(channel[1]);  // the server's copy is the only one now: its end is the channel's end
-    if (result >= 0) {
-        devctlSendRest(channel[0], data, (size_t)result, (size_t)packet->length);
-        result = devctlReceiveAnswer(channel[0], answer, reply, replySize);
-        error = errno;
-    } else if (error == EPIPE || error == ECONNRESET) {
-        error = ENOTCONN;
-    }
-    close(channel[0]);
+    close(fd);
     errno = error;
-    return result;
+    return -1;
 }
 
-static inline struct DevctlPacket devctlMakePacket(uint32_t kind, uint32_t argument,
-                                                   uint64_t length) {
-    struct DevctlPacket packet;
-    memset(&packet, 0, sizeof packet);
-    packet.magic = kDevctlPacketMagic;
-    packet.kind = kind;
-    packet.argument = argument;
-    packet.length = length;
-    return packet;
+// Connects once more to the server of the open `fd`. Another one may serve its path by now.
+static inline int devctlConnectAgain(int fd) {
+    struct sockaddr_un address;
+    struct pollfd own;
+    socklen_t size = sizeof address;
+    int call;
+
+    memset(&address, 0, sizeof address);
+    memset(&own, 0, sizeof own);
+    own.fd = fd;
+    if (getpeername(fd, (struct sockaddr*)&address, &size) != 0)
+        return -1;
+    call = devctlConnect(&address);
+    while (poll(&own, 1, 0) < 0 && errno == EINTR)
+        continue;
+    if (own.revents == 0)
+        return call;
+    if (call >= 0)
+        close(call);
+    errno = ENOTCONN;
+    return -1;
+}
+
+// The flags of an open are kept as its socket's low-water mark, which has no meaning for packets,
+// so that all who share the descriptor see the same. A mark is at least 1.
+static inline int devctlKeepFlags(int fd, int flags) {
+    ++flags;
+    return setsockopt(fd, SOL_SOCKET, SO_RCVLOWAT, &flags, sizeof flags);
+}
+
+static inline int devctlKeptFlags(int fd) {
+    int flags = 1;
+    socklen_t size = sizeof flags;
+    (void)getsockopt(fd, SOL_SOCKET, SO_RCVLOWAT, &flags, &size);
+    return flags - 1;
+}
+
+// One call for the open `fd`. Returns the length of the reply, or -1 with errno.
+static inline ssize_t devctlCall(int fd, uint32_t kind, const void* data, size_t length,
+                                 struct DevctlAnswer* answer, void* reply, size_t replySize) {
+    const int call = devctlConnectAgain(fd), flags = devctlKeptFlags(fd);
+    ssize_t replyBytes = -1;
+    int error;
+
+    if (call < 0)
+        return -1;
+    error = devctlSend(call, kind, flags, data, length);
+    if (error == 0) {
+        replyBytes = devctlReceive(call, answer, reply, replySize);
+        error = errno;
+    }
+    close(call);
+    if (replyBytes >= 0 && answer->status == 0 && (int)answer->flags != flags)
+        (void)devctlKeepFlags(fd, (int)answer->flags);
+    errno = error;
+    return replyBytes;
 }
 
 __attribute__((weak)) int devctlCarryBySocket(int fd, struct DevctlMessage* message) {
-    struct DevctlPacket packet;
     struct DevctlAnswer answer;
     ssize_t replyBytes;
     uint32_t sent = message->header.request.payloadBytes;
@@ -180,8 +202,8 @@ __attribute__((weak)) int devctlCarryBySocket(int fd, struct DevctlMessage* mess
     }
     if (sent > kDevctlPayloadBytes)
         sent = kDevctlPayloadBytes;
-    packet = devctlMakePacket(kDevctlPacketCommand, 0, kDevctlHeaderBytes + sent);
-    replyBytes = devctlExchange(fd, &packet, message, &answer, message, sizeof *message);
+    replyBytes = devctlCall(fd, kDevctlPacketCommand, message, kDevctlHeaderBytes + sent, &answer,
+                            message, sizeof *message);
     return replyBytes < 0 ? -1 : DEVCTL_RESULT(answer.status, replyBytes);
 }
 
@@ -199,50 +221,29 @@ static inline int devctlOpenFile(const char* path, int flags) {
     return fd;
 }
 
-// Connects to the socket at `path`. A path that the address has no room for goes through a
-// descriptor of its folder. Returns 0 or an error number.
-static inline int devctlConnect(int fd, const char* path) {
-    static const char descriptors[] = "/proc/self/fd/";
-    const char* const slash = strrchr(path, '/');
+// Opens the node that is served by the socket at `path`.
+static inline int devctlOpenSocket(const char* path, int oflag) {
+    struct DevctlAnswer answer;
     struct sockaddr_un address;
-    char folderPath[4096];
-    int folder = -1, digits, error;
+    int fd, error;
 
     memset(&address, 0, sizeof address);
     address.sun_family = AF_UNIX;
-    if (strlen(path) < sizeof address.sun_path) {
-        strcpy(address.sun_path, path);
-    } else {
-        const size_t name = slash ? strlen(slash) : 0;
-        if (!slash || (size_t)(slash - path) + 1 >= sizeof folderPath ||
-            sizeof descriptors + 10 + name > sizeof address.sun_path)
-            return ENAMETOOLONG;
-        memcpy(folderPath, path, (size_t)(slash - path) + 1);
-        folderPath[slash - path + 1] = '\0';
-        folder = devctlOpenFile(folderPath, O_RDONLY);
-        if (folder < 0)
-            return errno;
-        digits = snprintf(address.sun_path, sizeof address.sun_path, "%s%d", descriptors, folder);
-        memcpy(address.sun_path + digits, slash, name + 1);
-    }
-    error = connect(fd, (const struct sockaddr*)&address, sizeof address) == 0 ? 0 : errno;
-    if (folder >= 0)
-        close(folder);
-    return error == EPROTOTYPE ? ENODEV : error;  // another kind of socket is no node
-}
-
-// Opens the node that is served by the socket at `path`.
-static inline int devctlOpenSocket(const char* path, int oflag) {
-    struct DevctlPacket packet = devctlMakePacket(kDevctlPacketOpen, (uint32_t)oflag, 0);
-    struct DevctlAnswer answer;
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    int error;
-
-    if (fd < 0)
+    if (strlen(path) >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
         return -1;
-    error = devctlConnect(fd, path);
+    }
+    strcpy(address.sun_path, path);
+    fd = devctlConnect(&address);
+    if (fd < 0) {
+        errno = errno == EPROTOTYPE ? ENODEV : errno;  // another kind of socket is no node
+        return -1;
+    }
+    error = devctlSend(fd, kDevctlPacketOpen, oflag, 0, 0);
     if (error == 0)
-        error = devctlExchange(fd, &packet, 0, &answer, 0, 0) < 0 ? errno : answer.status;
+        error = devctlReceive(fd, &answer, 0, 0) < 0 ? errno : answer.status;
+    if (error == 0 && devctlKeepFlags(fd, (int)answer.flags) != 0)
+        error = errno;
     if (error == 0)
         return fd;
     close(fd);
@@ -252,7 +253,8 @@ static inline int devctlOpenSocket(const char* path, int oflag) {
 
 // Opens the node at `path` with the access mode of `oflag`; a node is never created, cut or waited
 // for. Returns a descriptor, or -1 with errno: ENOENT or ECONNREFUSED when no console is there,
-// ENOTCONN when it has died, ENODEV when the thing at the path is no node.
+// ENOTCONN when it has died, EUSERS when this user has too many connections, EBUSY when all
+// users have, ENODEV when the thing at the path is no node.
 static inline int devctl_open(const char* path, int oflag) {
     struct stat found;
     int fd, flags, error;
@@ -283,15 +285,13 @@ static inline int devctl_open(const char* path, int oflag) {
     return -1;
 }
 
-// Writes all of `data` as one message. Returns how many bytes the node took, or -1 with errno.
+// Writes all of `data` as one message. Returns how many bytes the node took, or -1 with errno:
+// ENOBUFS for more than a node keeps of one user's unfinished texts.
 static inline ssize_t devctl_write(int fd, const void* data, size_t size) {
-    struct DevctlPacket packet;
     struct DevctlAnswer answer;
 
     if (devctlIsSocket(fd)) {
-        packet = devctlMakePacket(kDevctlPacketWrite, 0,
-                                  size < DEVCTL_MAX_WRITE ? size : DEVCTL_MAX_WRITE);
-        if (devctlExchange(fd, &packet, data, &answer, 0, 0) < 0)
+        if (devctlCall(fd, kDevctlPacketWrite, data, size, &answer, 0, 0) < 0)
             return -1;
         if (answer.status == 0)
             return (ssize_t)answer.result;

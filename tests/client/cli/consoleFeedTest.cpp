@@ -111,6 +111,15 @@ TEST(ConsoleFeed, TriesAgainWhatAMissingConsoleDidNotTake) {
     EXPECT_THAT(screen.shown(), ElementsAre("percent 5", "kept\n"));
 }
 
+TEST(ConsoleFeed, TriesAgainWhatAConsoleWithTooManyClientsDidNotTake) {
+    Screen screen;
+    screen.failWith({EUSERS, EBUSY, ENOBUFS});
+    ConsoleFeed feed(screen.sink(), kAtOnce);
+    feed.addLine("kept");
+    EXPECT_EQ((screen.awaitAttempts(4), feed.finish(kNoLimit)), 0);
+    EXPECT_THAT(screen.shown(), ElementsAre("kept\n"));
+}
+
 TEST(ConsoleFeed, PutsTheItemBackBeforeLinesThatFollow) {
     Screen screen;
     ConsoleFeed feed(screen.sink(), kNever);

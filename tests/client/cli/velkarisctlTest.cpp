@@ -1,8 +1,11 @@
 // The command as a shell sees it, against a node that records what reaches it.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <memory>
+#include <string>
 
 #include "client/support/command.h"
 #include "client/support/fakeConsole.h"
@@ -96,6 +99,14 @@ TEST_F(Velkarisctl, SaysThatNoConsoleIsThere) {
     }
     EXPECT_EQ(run({"--quiet", "status", "1"}).errors, "");
     EXPECT_EQ(run({"wait", "--seconds", "0"}).status, 3);
+}
+
+TEST_F(Velkarisctl, SaysWhoseConnectionsAreTooMany) {
+    node->statusOfCommands = EUSERS;
+    const Outcome outcome = run({"percent", "1"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors, "velkarisctl: " + path + ": too many connections of user " +
+                                  std::to_string(geteuid()) + "\n");
 }
 
 TEST_F(Velkarisctl, TheDeviceOptionWinsOverTheEnvironment) {

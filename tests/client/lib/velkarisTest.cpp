@@ -5,10 +5,12 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "client/support/fakeConsole.h"
@@ -232,6 +234,9 @@ TEST_F(Velkaris, ANullPathMeansTheEnvironmentsNode) {
 TEST(VelkarisErrors, EveryErrorHasAText) {
     EXPECT_STREQ(velkaris_error_text(ENODEV), "no console is there");
     EXPECT_STREQ(velkaris_error_text(ETIMEDOUT), "the console does not answer");
+    const std::string ownUser = "too many connections of user " + std::to_string(geteuid());
+    EXPECT_EQ(velkaris_error_text(EUSERS), ownUser);
+    EXPECT_STREQ(velkaris_error_text(EBUSY), "the console has too many connections");
     for (int error = 0; error < 200; ++error)
         EXPECT_STRNE(velkaris_error_text(error), "");
 }

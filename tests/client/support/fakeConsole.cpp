@@ -25,36 +25,26 @@ OwnedFd listenAt(const std::string& path) {
 struct Request {
     DevctlPacket packet{};
     std::string data;
-    OwnedFd channel;
+    OwnedFd channel;  // for the answer
 };
 
-// One packet and the descriptor that came along. False at the end of the connection.
+// The request that a client's connection carries. False at its end.
 bool receiveRequest(int client, Request& request) {
     std::vector<char> data(kDevctlPacketBytes);
     iovec parts[2] = {{&request.packet, sizeof request.packet}, {data.data(), data.size()}};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))];
     msghdr message{};
     message.msg_iov = parts;
     message.msg_iovlen = 2;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    const ssize_t size = recvmsg(client, &message, MSG_CMSG_CLOEXEC);
+    const ssize_t size = recvmsg(client, &message, 0);
     if (size < static_cast<ssize_t>(sizeof request.packet))
         return false;
     request.data.assign(data.data(), static_cast<size_t>(size) - sizeof request.packet);
-    int passed;
-    std::memcpy(&passed, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof passed);
-    request.channel.reset(passed);
-    return true;
-}
-
-bool receiveRest(Request& request) {
-    std::vector<char> data(kDevctlPacketBytes);
+    request.channel.reset(dup(client));
     while (request.data.size() < request.packet.length) {
-        const ssize_t size = recv(request.channel.get(), data.data(), data.size(), 0);
-        if (size <= 0)
+        const ssize_t more = recv(client, data.data(), data.size(), 0);
+        if (more <= 0)
             return false;
-        request.data.append(data.data(), static_cast<size_t>(size));
+        request.data.append(data.data(), static_cast<size_t>(more));
     }
     return true;
 }
@@ -94,7 +84,7 @@ void FakeConsole::serve() {
             Request request;
             if (!waits[i + 2].revents)
                 continue;
-            if (!receiveRequest(clients[i].get(), request) || !receiveRest(request)) {
+            if (!receiveRequest(clients[i].get(), request)) {
                 clients.erase(clients.begin() + static_cast<ptrdiff_t>(i));
                 continue;
             }

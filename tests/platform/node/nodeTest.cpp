@@ -221,6 +221,39 @@ TEST_P(NodeTest, FlagsOfADescriptorCanBeReadAndSet) {
     EXPECT_EQ(command(DCMD_ALL_SETFLAGS, &wanted, sizeof(wanted)), EINVAL);
 }
 
+TEST_P(NodeTest, FlagsTellTheAccessModeOfTheOpen) {
+    for (const int mode : {O_RDONLY, O_WRONLY, O_RDWR}) {
+        const FileDescriptor client = open(mode | O_NONBLOCK | O_TRUNC);
+        for (int round = 0; round < 2; ++round) {
+            int flags = -1;
+            ASSERT_EQ(devctl(client.get(), DCMD_ALL_GETFLAGS, &flags, sizeof flags, nullptr), EOK);
+            EXPECT_EQ(flags & O_ACCMODE, mode);
+            EXPECT_NE(flags & O_NONBLOCK, 0);
+        }
+    }
+}
+
+TEST_P(NodeTest, FlagsAreThoseOfTheOpenForAllWhoShareIt) {
+    const FileDescriptor copy(fcntl(client_.get(), F_DUPFD_CLOEXEC, 0));
+    const FileDescriptor other = open(O_RDWR);
+    const pid_t child = fork();
+    if (child == 0) {
+        int wanted = O_NONBLOCK;
+        _exit(command(DCMD_ALL_SETFLAGS, &wanted, sizeof wanted));
+    }
+    int status = -1, flags = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    ASSERT_EQ(devctl(copy.get(), DCMD_ALL_GETFLAGS, &flags, sizeof flags, nullptr), EOK);
+    EXPECT_EQ(flags & (O_ACCMODE | O_NONBLOCK), O_RDWR | O_NONBLOCK);
+    ASSERT_EQ(devctl(other.get(), DCMD_ALL_GETFLAGS, &flags, sizeof flags, nullptr), EOK);
+    EXPECT_EQ(flags & (O_ACCMODE | O_NONBLOCK), O_RDWR);
+    int none = 0;
+    ASSERT_EQ(command(DCMD_ALL_SETFLAGS, &none, sizeof none), EOK);
+    ASSERT_EQ(devctl(copy.get(), DCMD_ALL_GETFLAGS, &flags, sizeof flags, nullptr), EOK);
+    EXPECT_EQ(flags & O_NONBLOCK, 0);
+}
+
 TEST_P(NodeTest, TwentyClientsLoseNoLineAndMixNone) {
     constexpr int kClients = 20, kLines = 40;
     std::vector<pid_t> clients;
@@ -289,6 +322,31 @@ TEST_P(NodeTest, ThreadsMayShareADescriptor) {
         });
     for (std::thread& thread : threads)
         thread.join();
+}
+
+TEST_P(NodeTest, ForkedProcessesMayShareADescriptor) {
+    constexpr int kProcesses = 4, kRounds = 50;
+    std::vector<pid_t> children;
+    for (int i = 0; i < kProcesses; ++i) {
+        children.push_back(fork());
+        if (children.back() != 0)
+            continue;
+        for (int round = 0; round < kRounds; ++round) {
+            std::string payload = patternBytes(100 + i, round);
+            const std::string reversed(payload.rbegin(), payload.rend());
+            if (command(kCommandReverse, payload.data(), payload.size()) != EOK ||
+                payload != reversed)
+                _exit(1);
+        }
+        _exit(0);
+    }
+    for (int i = 0; i < kProcesses * kRounds; ++i)
+        node_->nextReport();
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
 }
 
 TEST_P(NodeTest, AMessageInTheMiddleOfALongWriteDoesNotCutIt) {

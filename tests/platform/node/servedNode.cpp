@@ -90,6 +90,7 @@ int handleDevctl(resmgr_context_t* ctp, io_devctl_t* msg, RESMGR_OCB_T* ocb) {
         case kCommandReverse: return replyReversed(ctp, msg);
         case kCommandRefuse: return EDOM;
         case kCommandQuiet: return EOK;
+        case kCommandBlock: return _RESMGR_NOREPLY;
         case kCommandNote:
         case kCommandValue:
             msg->o = {};

@@ -21,6 +21,7 @@ enum : uint32_t {
     kCommandRefuse = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 3, char)),    // EDOM
     kCommandValue = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 4, char)),     // ret_val is 1234
     kCommandQuiet = static_cast<uint32_t>(__DIOTF(_DCMD_MISC, 5, char)),    // EOK without a reply
+    kCommandBlock = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 6, char)),     // no reply, ever
     kCommandUnknown = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 0x55, char)),
 };
 

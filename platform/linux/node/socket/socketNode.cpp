@@ -11,113 +11,100 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "dispatch/eventLoop.h"
-#include "node/backgroundThread.h"
 #include "node/place/socketAddress.h"
 #include "report/layerError.h"
 
 namespace {
 
+#ifdef SO_PASSRIGHTS
+constexpr int kPassRights = SO_PASSRIGHTS;
+#else
+constexpr int kPassRights = 83;  // in newer headers, on all architectures but PA-RISC and SPARC
+#endif
+
+constexpr uid_t kRoot = 0;
 constexpr int kBacklog = 1024;
 // Until a client is accepted that could not be for lack of memory or descriptors.
 constexpr long kRestNanoseconds = 100000000;
+constexpr size_t kOwnFiles = 32;     // that the service needs besides its connections
+constexpr size_t kReservedPart = 8;  // of the connections, for root alone
 
+constexpr uint32_t kSettable = O_APPEND | O_NONBLOCK;  // of an open's flags
 constexpr size_t kPacketRoom = sizeof(DevctlPacket) + kDevctlPacketBytes;
-// All that the system lets one packet pass, though one is right: what there is no room for would be
-// closed at once, by whoever receives the packet.
-constexpr size_t kDescriptorsPassed = 253;
 
-// Each client needs a descriptor, and one more while its request is collected.
-void raiseDescriptorLimit() {
-    rlimit limit;
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return;
+// Each connection needs a descriptor. Returns for how many there are descriptors now.
+size_t raiseDescriptorLimit() {
+    rlimit limit = {1024, 1024};
+    getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
+    getrlimit(RLIMIT_NOFILE, &limit);
+    return limit.rlim_cur - std::min<rlim_t>(limit.rlim_cur, kOwnFiles);
 }
 
-std::vector<ClientDescriptor> takePassed(msghdr* message) {
-    std::vector<ClientDescriptor> passed;
-    for (cmsghdr* part = CMSG_FIRSTHDR(message); part; part = CMSG_NXTHDR(message, part)) {
-        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS)
-            continue;
-        const size_t count = (part->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-        for (size_t i = 0; i < count; ++i) {
-            int fd;
-            std::memcpy(&fd, CMSG_DATA(part) + i * sizeof(int), sizeof fd);
-            passed.emplace_back(fd);
-        }
-    }
-    return passed;
+// A sender that passes descriptors fails then, where the system can do that. Elsewhere the system
+// drops them when a packet is received, because no receiver here has room for them.
+void refuseDescriptors(int fd) {
+    const int no = 0;
+    setsockopt(fd, SOL_SOCKET, kPassRights, &no, sizeof no);
 }
 
-// The only descriptor passed, if it can take an answer.
-ClientDescriptor answerSocket(std::vector<ClientDescriptor>* passed) {
-    if (passed->size() == 1 && devctlIsSocket((*passed)[0].get()))
-        return std::move((*passed)[0]);
-    return {};
-}
-
-// What came with the first packet of a request: the header's length and the packet's agree.
 bool wellFormed(const DevctlPacket& packet, size_t received) {
-    return packet.magic == kDevctlPacketMagic && packet.length <= DEVCTL_MAX_WRITE &&
+    return packet.magic == kDevctlPacketMagic &&
            received == sizeof packet + std::min<uint64_t>(packet.length, kDevctlPacketBytes);
 }
 
-ClientId clientOf(int socket) {
+ucred peerOf(int socket) {
     ucred credentials = {};
     socklen_t size = sizeof credentials;
     getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &size);
-    return {credentials.pid, credentials.pid};
+    return credentials;
 }
 
-// Whether it is a socket like ours in which nothing waits, so that closing it takes no time.
-// Nothing can be sent to it any more afterwards. A packet shows by its sender's name, also an empty
-// one.
-bool holdsNothing(int fd) {
-    const int yes = 1;
-    if (!devctlIsSocket(fd) || shutdown(fd, SHUT_RDWR) != 0 ||
-        setsockopt(fd, SOL_SOCKET, SO_PASSCRED, &yes, sizeof yes) != 0)
-        return false;
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+// A client that has gone, or has no room for its answer, is no concern.
+void send(int fd, const DeviceReply& reply, uint32_t flags, const void* data) {
+    DevctlAnswer head = {};
+    head.status = reply.error;
+    head.flags = flags;
+    head.result = reply.result;
+    iovec parts[] = {{&head, sizeof head}, {const_cast<void*>(data), reply.bytes}};
     msghdr message = {};
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    return recvmsg(fd, &message, MSG_PEEK | MSG_DONTWAIT) == 0 && message.msg_controllen == 0;
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void refuse(int fd, int error) {
+    send(fd, DeviceReply::refusal(error), 0, nullptr);
 }
 
 }  // namespace
 
-void closeClients(int fd) {
-    if (holdsNothing(fd)) {
-        close(fd);
-        return;
-    }
-    // Never freed: nodes go when the process ends.
-    static auto* const closer = new BackgroundThread;
-    closer->run([fd] { close(fd); });
-}
-
 std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t mode,
                                                DeviceOperations* device) {
-    std::unique_ptr<SocketNode> node(new SocketNode(device));
+    std::unique_ptr<SocketNode> node(new SocketNode(raiseDescriptorLimit(), device));
     if (node->bindAndListen(path, mode))
         return node;
     layerError("%s: cannot listen: %s", path.c_str(), std::strerror(errno));
     return nullptr;
 }
 
-SocketNode::SocketNode(DeviceOperations* device)
-    : device_(device), packet_(new char[kPacketRoom]) {}
+SocketNode::SocketNode(size_t connectionsMax, DeviceOperations* device)
+    : device_(device),
+      connectionsMax_(connectionsMax - connectionsMax / kReservedPart),
+      shares_(UserShares::ofThisMachine(connectionsMax)),
+      packet_(new char[kPacketRoom]) {}
 
 bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
-    raiseDescriptorLimit();
     spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     listener_.reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const SocketAddress address(path);
     if (!listener_ || !address || bind(listener_.get(), address.get(), address.size()) != 0)
         return false;
+    refuseDescriptors(listener_.get());
     path_ = path;
     struct stat made;
     if (lstat(path.c_str(), &made) != 0)
@@ -149,34 +136,25 @@ SocketNode::~SocketNode() {
 }
 
 void SocketNode::acceptClient() {
-    ClientDescriptor socket(
-        accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket) {
-        const bool gone = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
-        const bool refused = (errno == EMFILE || errno == ENFILE) && refuseClient();
-        if (!gone && !refused)
-            restListener();
+    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    if (socket) {
+        addConnection(std::move(socket));
         return;
     }
-    auto connection = std::make_unique<Connection>();
-    const int fd = socket.get();
-    connection->node = this;
-    connection->client = clientOf(fd);
-    connection->socket = std::move(socket);
-    // Nothing is ever sent this way: whoever reads from it finds the end of file at once.
-    shutdown(fd, SHUT_WR);
-    const auto serve = [](void* data, resmgr_context_t* ctp) {
-        auto* const ready = static_cast<Connection*>(data);
-        ready->node->receiveRequest(ctp, ready);
-    };
-    if (eventLoopServe(fd, serve, connection.get()))
-        connections_[fd] = std::move(connection);
+    const bool gone = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED;
+    const bool refused = (errno == EMFILE || errno == ENFILE) && refuseNext();
+    if (!gone && !refused)
+        restListener();
 }
 
 // Without a descriptor to accept it with, a client would stay at the head of the queue for ever.
-bool SocketNode::refuseClient() {
+bool SocketNode::refuseNext() {
     spare_.reset();
-    const bool refused(ClientDescriptor(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)));
+    FileDescriptor next(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    const bool refused(next);
+    if (refused)
+        refuse(next.get(), EBUSY);
+    next.reset();
     spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     return refused;
 }
@@ -194,143 +172,114 @@ void SocketNode::wakeListener() {
         restListener();
 }
 
-SocketNode::ReceivedPacket SocketNode::receive(const ClientDescriptor& socket) {
-    alignas(cmsghdr) char control[CMSG_SPACE(kDescriptorsPassed * sizeof(int))];
-    iovec room = {packet_.get(), kPacketRoom};
-    msghdr message = {};
-    message.msg_iov = &room;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof control;
-    const ssize_t size = recvmsg(socket.get(), &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
-    if (size < 0)
-        return {size, false, {}};
-    const bool whole = (message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) == 0;
-    return {size, whole, takePassed(&message)};
+// 0, or why this user gets no more connections. The reserved part is left to root.
+int SocketNode::admit(uid_t user) {
+    if (user != kRoot && connections_.size() >= connectionsMax_)
+        return EBUSY;
+    return shares_.takeConnection(user) ? EOK : EUSERS;
 }
 
-void SocketNode::receiveRequest(resmgr_context_t* ctp, Connection* connection) {
-    ReceivedPacket received = receive(connection->socket);
-    if (received.size < 0 && (errno == EAGAIN || errno == EINTR))
-        return;
-
-    ClientDescriptor channel = answerSocket(&received.passed);
-    DevctlPacket packet = {};
-    if (received.size >= static_cast<ssize_t>(sizeof packet))
-        std::memcpy(&packet, packet_.get(), sizeof packet);
-    if (!received.whole || !channel || !wellFormed(packet, static_cast<size_t>(received.size))) {
-        drop(ctp, connection);
-        return;
-    }
-    serveRequest(ctp, connection, packet, packet_.get() + sizeof packet,
-                 static_cast<size_t>(received.size) - sizeof packet, std::move(channel));
-}
-
-void SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection,
-                              const DevctlPacket& packet, const char* data, size_t size,
-                              ClientDescriptor channel) {
-    DevctlMessage message;
-    DeviceReply reply;
-    if (packet.kind == kDevctlPacketOpen)
-        reply = connection->ocb
-                    ? DeviceReply::refusal(EINVAL)
-                    : device_->open({ctp, connection->client, nullptr},
-                                    static_cast<int>(packet.argument), &connection->ocb);
-    else if (!connection->ocb)
-        reply = DeviceReply::refusal(EBADF);
-    else if (packet.kind == kDevctlPacketCommand)
-        reply = serveCommand(ctp, *connection, data, size, &message);
-    else if (packet.kind != kDevctlPacketWrite)
-        reply = DeviceReply::refusal(EINVAL);
-    else if (packet.length > size)
-        return collect(ctp, connection, packet.length, data, size, std::move(channel));
-    else
-        reply = device_->write({ctp, connection->client, connection->ocb}, data, size);
-    answer(std::move(channel), reply, &message);
-}
-
-DeviceReply SocketNode::serveCommand(resmgr_context_t* ctp, const Connection& connection,
-                                     const char* data, size_t size, DevctlMessage* message) {
-    if (size < kDevctlHeaderBytes || size > sizeof *message)
-        return DeviceReply::refusal(EINVAL);
-    std::memset(message, 0, sizeof *message);
-    std::memcpy(message, data, size);
-    return device_->devctl({ctp, connection.client, connection.ocb}, message, size,
-                           sizeof *message);
-}
-
-// The rest comes through the channel; until it is complete, the connection rests.
-void SocketNode::collect(resmgr_context_t* ctp, Connection* connection, uint64_t length,
-                         const char* data, size_t size, ClientDescriptor channel) {
-    const auto serve = [](void* waiting, resmgr_context_t* context) {
-        auto* const ready = static_cast<Connection*>(waiting);
-        ready->node->receiveRest(context, ready);
+void SocketNode::addConnection(FileDescriptor socket) {
+    const int fd = socket.get();
+    const ucred peer = peerOf(fd);
+    if (const int error = admit(peer.uid))
+        return refuse(fd, error);
+    const auto serve = [](void* data, resmgr_context_t* ctp) {
+        auto* const ready = static_cast<Connection*>(data);
+        ready->node->receive(ctp, ready);
     };
-    if (!connection->data.append(data, size) || !eventLoopServe(channel.get(), serve, connection)) {
-        connection->data.clear();
-        answer(std::move(channel), DeviceReply::refusal(ENOMEM), nullptr);
-        drop(ctp, connection);
-        return;
+    try {
+        std::unique_ptr<Connection>& connection = connections_[fd];
+        connection = std::make_unique<Connection>(this, std::move(socket), peer);
+        if (eventLoopServe(fd, serve, connection.get()))
+            return;
+    } catch (const std::bad_alloc&) {
+        // as without room in the loop
     }
-    eventLoopForget(connection->socket.get());
-    connection->expected = length;
-    connection->channel = std::move(channel);
+    connections_.erase(fd);
+    shares_.giveConnection(peer.uid);
 }
 
-void SocketNode::receiveRest(resmgr_context_t* ctp, Connection* connection) {
-    const ssize_t received = receive(connection->channel).size;
+void SocketNode::receive(resmgr_context_t* ctp, Connection* connection) {
+    const ssize_t received =
+        recv(connection->socket.get(), packet_.get(), kPacketRoom, MSG_DONTWAIT | MSG_TRUNC);
     if (received < 0 && (errno == EAGAIN || errno == EINTR))
         return;
-    const size_t left = connection->expected - connection->data.size();
-    // A client that died in the middle has written nothing: it was promised nothing yet.
-    if (received <= 0 || static_cast<size_t>(received) > left)
-        return drop(ctp, connection);
-    DeviceReply reply;
-    if (!connection->data.append(packet_.get(), static_cast<size_t>(received)))
-        reply = DeviceReply::refusal(ENOMEM);
-    else if (connection->data.size() < connection->expected)
-        return;
-    else
-        reply = device_->write({ctp, connection->client, connection->ocb}, connection->data.data(),
-                               connection->data.size());
-
-    eventLoopForget(connection->channel.get());
-    answer(std::move(connection->channel), reply, nullptr);
-    connection->data.clear();
-    const auto serve = [](void* data, resmgr_context_t* context) {
-        auto* const ready = static_cast<Connection*>(data);
-        ready->node->receiveRequest(context, ready);
-    };
-    if (!eventLoopServe(connection->socket.get(), serve, connection))
+    const auto size = static_cast<size_t>(received);
+    bool lasts = false;
+    if (received > 0 && size <= kPacketRoom)
+        lasts = connection->asked ? collect(ctp, connection, packet_.get(), size)
+                                  : serveRequest(ctp, connection, size);
+    if (!lasts)
         drop(ctp, connection);
 }
 
-// The channel is the client's own and empty, so there is room in it; a client that has gone is no
-// concern.
-void SocketNode::answer(ClientDescriptor channel, const DeviceReply& reply, const void* data) {
-    if (reply.none) {
-        unanswered_.push_back(std::move(channel));
-        return;
-    }
-    DevctlAnswer head = {};
-    head.status = reply.error;
-    head.result = reply.result;
-    const iovec parts[] = {{&head, sizeof head}, {const_cast<void*>(data), reply.bytes}};
-    msghdr message = {};
-    message.msg_iov = const_cast<iovec*>(parts);
-    message.msg_iovlen = reply.bytes > 0 ? 2 : 1;
-    sendmsg(channel.get(), &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+// Below, false means that the connection has served its purpose.
+bool SocketNode::serveRequest(resmgr_context_t* ctp, Connection* connection, size_t size) {
+    DevctlPacket packet = {};
+    std::memcpy(&packet, packet_.get(), std::min(size, sizeof packet));
+    if (!wellFormed(packet, size))
+        return false;
+    connection->asked = true;
+    connection->flags = packet.flags;
+    const DeviceReply reply = device_->open({ctp, connection->client, nullptr},
+                                            static_cast<int>(packet.flags), &connection->ocb);
+    if (packet.kind == kDevctlPacketOpen || reply.error != EOK)
+        return answer(*connection, reply, nullptr) || reply.error == EOK;
+    if (reply.none)
+        return true;
+    return serveCall(ctp, connection, packet, packet_.get() + sizeof packet, size - sizeof packet);
 }
 
-// The client sees it at once, however long closing takes.
-void SocketNode::drop(resmgr_context_t* ctp, Connection* connection) {
-    for (const ClientDescriptor* socket : {&connection->channel, &connection->socket}) {
-        if (!*socket)
-            continue;
-        eventLoopForget(socket->get());
-        shutdown(socket->get(), SHUT_RDWR);
+bool SocketNode::serveCall(resmgr_context_t* ctp, Connection* connection,
+                           const DevctlPacket& packet, const char* data, size_t size) {
+    const DeviceRequest request = {ctp, connection->client, connection->ocb};
+    if (packet.kind == kDevctlPacketWrite && packet.length > size) {
+        connection->expected = packet.length;
+        return collect(ctp, connection, data, size);
     }
+    if (packet.kind == kDevctlPacketWrite)
+        return answer(*connection, device_->write(request, data, size), nullptr);
+    DevctlMessage message = {};
+    if (packet.kind != kDevctlPacketCommand || size < kDevctlHeaderBytes || size > sizeof message)
+        return answer(*connection, DeviceReply::refusal(EINVAL), nullptr);
+    std::memcpy(&message, data, size);
+    return answer(*connection, device_->devctl(request, &message, size, sizeof message), &message);
+}
+
+// A client that dies before all of it has come has written nothing: it was promised nothing yet.
+bool SocketNode::collect(resmgr_context_t* ctp, Connection* connection, const char* data,
+                         size_t size) {
+    if (size > connection->expected - connection->data.size())
+        return false;
+    if (!connection->held.take(size))
+        return answer(*connection, DeviceReply::refusal(ENOBUFS), nullptr);
+    if (!connection->data.append(data, size))
+        return answer(*connection, DeviceReply::refusal(ENOMEM), nullptr);
+    if (connection->data.size() < connection->expected)
+        return true;
+    const DeviceRequest request = {ctp, connection->client, connection->ocb};
+    return answer(*connection,
+                  device_->write(request, connection->data.data(), connection->data.size()),
+                  nullptr);
+}
+
+// True when the handler keeps its client blocked. After the answer whoever reads finds the end.
+bool SocketNode::answer(const Connection& connection, const DeviceReply& reply, const void* data) {
+    if (reply.none)
+        return true;
+    uint32_t flags = connection.flags & ~kSettable;
+    if (connection.ocb)
+        flags |= static_cast<uint32_t>(connection.ocb->ioflag) & kSettable;
+    send(connection.socket.get(), reply, flags, data);
+    shutdown(connection.socket.get(), SHUT_WR);
+    return false;
+}
+
+void SocketNode::drop(resmgr_context_t* ctp, Connection* connection) {
+    eventLoopForget(connection->socket.get());
     if (connection->ocb)
         device_->close(ctp, connection->ocb);
+    shares_.giveConnection(connection->user);
     connections_.erase(connection->socket.get());
 }

@@ -1,26 +1,21 @@
-// The device node as a socket at the node's path, for where there is no FUSE. A connection is one
-// open of the node; <devctl.h> describes the packets. A request whose data takes more than one
-// packet is collected through the socket that came with it, and until it is complete its connection
-// is left alone. Nothing here waits for a client, and no buffer grows faster than data arrives.
+// The device node as a socket at the node's path, for where the kernel makes none. A connection
+// carries one request, which <devctlSocket.h> describes: an open, which lasts as long as its
+// connection, or a call with an open of its own. Nothing here waits for a client or takes a
+// descriptor from it, no buffer grows faster than data arrives, and no user takes up all room.
 #pragma once
 
 #include <devctlSocket.h>
+#include <sys/socket.h>
 
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <vector>
+#include <utility>
 
 #include "node/deviceOperations.h"
 #include "node/growingBuffer.h"
+#include "node/share/userShares.h"
 #include "ownership/fileDescriptor.h"
-
-// Closes what a client has a share in. That may take as long as the client likes: a file of its own
-// file system, a connection that lingers, a socket in which such things wait. So a thread of its
-// own closes all but sockets in which nothing waits. What is behind something that takes long
-// there, or finds no thread, stays open; the limit of open files bounds it.
-void closeClients(int fd);
-using ClientDescriptor = OwnedDescriptor<closeClients>;
 
 class SocketNode {
 public:
@@ -36,48 +31,52 @@ public:
 
 private:
     struct Connection {
-        SocketNode* node = nullptr;
+        Connection(SocketNode* its, FileDescriptor accepted, const ucred& peer)
+            : node(its),
+              socket(std::move(accepted)),
+              client{peer.pid, peer.pid},
+              user(peer.uid),
+              held(&its->shares_, peer.uid) {}
+
+        SocketNode* node;
+        FileDescriptor socket;
         ClientId client;
-        ClientDescriptor socket;
-        iofunc_ocb_t* ocb = nullptr;  // null until the client has opened the node
-        ClientDescriptor channel;     // of the request that is being collected
-        uint64_t expected = 0;        // bytes that it announced
+        uid_t user;
+        HeldBytes held;      // of its share, for `data`
+        bool asked = false;  // its request has come
+        uint32_t flags = 0;  // of its open
+        iofunc_ocb_t* ocb = nullptr;
+        uint64_t expected = 0;  // bytes of a write that takes more than one packet
         GrowingBuffer data;
     };
 
-    struct ReceivedPacket {
-        ssize_t size;
-        bool whole;  // with all that was passed
-        std::vector<ClientDescriptor> passed;
-    };
-
-    explicit SocketNode(DeviceOperations* device);
+    SocketNode(size_t connectionsMax, DeviceOperations* device);
     bool bindAndListen(const std::string& path, mode_t mode);
 
     bool watchListener();
-    void acceptClient();
-    bool refuseClient();
     void restListener();
     void wakeListener();
-    ReceivedPacket receive(const ClientDescriptor& socket);
-    void receiveRequest(resmgr_context_t* ctp, Connection* connection);
-    void receiveRest(resmgr_context_t* ctp, Connection* connection);
-    void serveRequest(resmgr_context_t* ctp, Connection* connection, const DevctlPacket& packet,
-                      const char* data, size_t size, ClientDescriptor channel);
-    void collect(resmgr_context_t* ctp, Connection* connection, uint64_t length, const char* data,
-                 size_t size, ClientDescriptor channel);
-    DeviceReply serveCommand(resmgr_context_t* ctp, const Connection& connection, const char* data,
-                             size_t size, DevctlMessage* message);
-    void answer(ClientDescriptor channel, const DeviceReply& reply, const void* data);
+    void acceptClient();
+    bool refuseNext();
+    int admit(uid_t user);
+    void addConnection(FileDescriptor socket);
+
+    void receive(resmgr_context_t* ctp, Connection* connection);
+    bool serveRequest(resmgr_context_t* ctp, Connection* connection, size_t size);
+    bool serveCall(resmgr_context_t* ctp, Connection* connection, const DevctlPacket& packet,
+                   const char* data, size_t size);
+    bool collect(resmgr_context_t* ctp, Connection* connection, const char* data, size_t size);
+    static bool answer(const Connection& connection, const DeviceReply& reply, const void* data);
     void drop(resmgr_context_t* ctp, Connection* connection);
 
     DeviceOperations* device_;
+    size_t connectionsMax_;  // of all users but root
+    UserShares shares_;
     std::string path_;
     ino_t inode_ = 0;
     FileDescriptor listener_;
     FileDescriptor restTimer_;  // rings when the listener has rested
     FileDescriptor spare_;  // given up for a moment to turn clients away when descriptors run out
     std::unordered_map<int, std::unique_ptr<Connection>> connections_;  // by descriptor
-    std::vector<ClientDescriptor> unanswered_;  // clients that a handler keeps blocked
-    std::unique_ptr<char[]> packet_;            // room for one
+    std::unique_ptr<char[]> packet_;                                    // room for one
 };

@@ -75,6 +75,7 @@ TEST_F(UserSharesTest, NoEntryStaysForAUserThatHoldsNothing) {
         EXPECT_EQ(shares_.users(), 0u);
     }
     EXPECT_TRUE(shares_.takeBytes(kAnn, 0));
+    EXPECT_EQ(shares_.users(), 0u);
     shares_.giveBytes(kAnn, 0);
     EXPECT_EQ(shares_.users(), 0u);
 }
@@ -91,12 +92,23 @@ TEST_F(UserSharesTest, HeldBytesAreGivenBackOnce) {
         moved.giveBack();
         EXPECT_TRUE(moved.take(100));
         HeldBytes other(&shares_, kBob);
-        EXPECT_TRUE(other.take(100));
+        EXPECT_TRUE(other.take(60));
         moved = std::move(other);
     }
     EXPECT_EQ(shares_.users(), 0u);
     EXPECT_TRUE(shares_.takeBytes(kAnn, 100));
     EXPECT_TRUE(shares_.takeBytes(kBob, 100));
+}
+
+TEST_F(UserSharesTest, HeldBytesThatMovedOnAreNotGivenBackTwice) {
+    {
+        HeldBytes held(&shares_, kAnn);
+        EXPECT_TRUE(held.take(50));
+        { const HeldBytes moved = std::move(held); }
+        EXPECT_EQ(shares_.users(), 0u);
+        EXPECT_TRUE(shares_.takeBytes(kAnn, 100));
+    }
+    EXPECT_FALSE(shares_.takeBytes(kAnn, 1));
 }
 
 TEST(UserSharesOfThisMachine, AreAnEighthOfItsMemoryAndAQuarterOfItsTable) {
