@@ -37,6 +37,7 @@ function(velkaris_add_room room)
     add_library(${target} OBJECT ${ROOM_SOURCES})
     target_include_directories(${target} PUBLIC ${root})
     target_link_libraries(${target} PUBLIC velkaris_flags velkaris_interfaces ${ROOM_LIBRARIES})
+    velkaris_harden_code(${target})
 endfunction()
 
 # velkaris_collect(<name> <room>...)
@@ -78,6 +79,7 @@ function(velkaris_make_module name)
         MODULE_HEADER="${MODULE_HEADER}" MODULE_RECORD=${MODULE_RECORD})
     target_link_options(${target} PRIVATE
         "LINKER:--version-script=${side}/module.map" "LINKER:-z,defs")
+    velkaris_harden_binary(${target})
     set_target_properties(${target} PROPERTIES PREFIX "" OUTPUT_NAME velkaris-${name}
         LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/src" LINK_DEPENDS "${side}/module.map")
 endfunction()

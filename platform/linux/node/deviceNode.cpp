@@ -1,5 +1,6 @@
 #include "node/deviceNode.h"
 
+#include <linux/capability.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -7,7 +8,27 @@
 
 #include "node/fuse/cuseNode.h"
 #include "node/fuse/fuseNode.h"
+#include "privileges/privileges.h"
 #include "report/layerError.h"
+
+namespace {
+
+// The mount is undone at the end, by who made it.
+void keepRightToUnmount() {
+    if (hasCapability(CAP_SYS_ADMIN))
+        keepCapability(CAP_SYS_ADMIN);
+    else
+        keepPrivilegedPrograms();
+}
+
+// The kernel's own nodes tell who writes, and not whether the write goes on: clients of other users
+// are looked at in /proc.
+void keepRightToLookAtClients() {
+    keepCapability(CAP_SYS_PTRACE);
+    keepCapability(CAP_DAC_READ_SEARCH);
+}
+
+}  // namespace
 
 std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std::string& kind,
                                              mode_t mode, DeviceOperations* device) {
@@ -56,6 +77,8 @@ bool DeviceNode::serveAsDevice(const std::string& path, mode_t mode, DeviceOpera
     }
     lock_.note();
     kernel_ = CuseNode::create(path, mode, device);
+    if (kernel_)
+        keepRightToLookAtClients();
     return kernel_ != nullptr;
 }
 
@@ -68,8 +91,11 @@ bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) 
     if (kernel_ && content_ == PlaceContent::filledFile)
         layerError("%s: a file with contents is there; the node hides it until the console ends",
                    path.c_str());
-    if (kernel_)
+    if (kernel_) {
+        keepRightToUnmount();
+        keepRightToLookAtClients();
         return true;
+    }
     const int error = errno;
     mountPoint_.remove();
     if (content_ == PlaceContent::emptyFile)
