@@ -9,6 +9,7 @@ std::chrono::steady_clock::time_point now;
 }  // namespace
 
 std::function<void(int milliseconds)> stepClock::whileWaiting;
+std::function<void()> stepClock::beforeLooking;
 
 void stepClock::advance(std::chrono::milliseconds taken) {
     now += taken;
@@ -26,7 +27,9 @@ std::chrono::steady_clock::time_point wrappedNow() {
 int __real_epoll_wait(int set, epoll_event* events, int room, int milliseconds);
 
 int __wrap_epoll_wait(int set, epoll_event* events, int room, int milliseconds) {
-    if (milliseconds > 0 && stepClock::whileWaiting) {
+    if (milliseconds == 0 && stepClock::beforeLooking)
+        stepClock::beforeLooking();
+    if (milliseconds != 0 && stepClock::whileWaiting) {
         stepClock::whileWaiting(milliseconds);
         milliseconds = 0;
     }

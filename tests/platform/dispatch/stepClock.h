@@ -10,8 +10,11 @@ namespace stepClock {
 
 void advance(std::chrono::milliseconds taken);
 
-// Called where the loop would wait for so many milliseconds (more than 0), instead of waiting; then
-// the loop only looks. Empty: it waits.
+// Called where the loop would wait for so many milliseconds (-1: without end), instead of waiting;
+// then the loop only looks. Empty: it waits.
 extern std::function<void(int milliseconds)> whileWaiting;
+
+// Called each time that the loop only looks.
+extern std::function<void()> beforeLooking;
 
 }  // namespace stepClock

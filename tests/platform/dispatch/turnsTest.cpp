@@ -1,4 +1,5 @@
 // Pulses and messages take turns, however slow either is. Slowness is steps of the test's clock.
+#include <sched.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -52,6 +53,7 @@ protected:
 
     void TearDown() override {
         stepClock::whileWaiting = nullptr;
+        stepClock::beforeLooking = nullptr;
         ChannelFixture::TearDown();
     }
 
@@ -203,6 +205,120 @@ TEST_F(Turns, NobodyIsWaitedForBetweenQuickPulsesOrWhereNobodyWasServed) {
     fallBehind(3);
     turns(2);
     EXPECT_EQ(order_, "PPP");
+}
+
+// Serves one message after another of a client that calls when the test says so.
+class BusyPolling : public Turns {
+protected:
+    void SetUp() override {
+        Turns::SetUp();
+        addQueue(&client_);
+        stepClock::beforeLooking = [&] { callAt(++looks_); };
+        stepClock::whileWaiting = [&](int) { client_.send(1); };
+        client_.send(1);
+        turn();
+    }
+
+    // The next message comes at that look, or when the loop sleeps. Returns how often it looked.
+    int looksUntilMessage(int callingLook) {
+        looks_ = 0;
+        callingLook_ = callingLook;
+        turn();
+        return looks_;
+    }
+
+    // Until a client was found by looking, whatever tests before have left.
+    void findOne() {
+        while (looksUntilMessage(3) != 3) {
+        }
+    }
+
+    void callAt(int look) {
+        if (look == callingLook_)
+            client_.send(1);
+    }
+
+    static constexpr int kNever = -1;
+    Queue client_;
+    int callingLook_ = kNever;
+    int looks_ = 0;
+};
+
+bool isOneProcessor() {
+    cpu_set_t processors;
+    sched_getaffinity(0, sizeof processors, &processors);
+    return CPU_COUNT(&processors) == 1;
+}
+
+TEST_F(BusyPolling, FindsAClientThatCallsAgainAtOnce) {
+    if (isOneProcessor())
+        GTEST_SKIP() << "this process has one processor";
+    findOne();
+    EXPECT_EQ(looksUntilMessage(1), 1);
+    EXPECT_EQ(looksUntilMessage(100), 100);
+    EXPECT_EQ(looksUntilMessage(100), 100);
+}
+
+TEST_F(BusyPolling, IsGivenUpForTwiceAsManyMessagesAfterEachTryInVain) {
+    if (isOneProcessor())
+        GTEST_SKIP() << "this process has one processor";
+    findOne();
+    for (const int skipped : {1, 2, 4, 8, 16, 32, 64, 128, 256, 256}) {
+        EXPECT_EQ(looksUntilMessage(kNever), 100);
+        for (int i = 0; i < skipped; ++i)
+            ASSERT_EQ(looksUntilMessage(kNever), 0) << i << " of " << skipped;
+    }
+    findOne();
+    EXPECT_EQ(looksUntilMessage(kNever), 100);
+    EXPECT_EQ(looksUntilMessage(kNever), 0);
+    EXPECT_EQ(looksUntilMessage(kNever), 100);
+}
+
+TEST_F(BusyPolling, EndsForAPulse) {
+    if (isOneProcessor())
+        GTEST_SKIP() << "this process has one processor";
+    findOne();
+    const int timer = makeTimer(code_);
+    stepClock::beforeLooking = [&] {
+        stepClock::beforeLooking = nullptr;
+        armInThePast(timer);
+    };
+    stepClock::whileWaiting = [](int) { ADD_FAILURE() << "the loop slept"; };
+    turn();
+    EXPECT_EQ(pulses_.size(), 1u);
+}
+
+TEST_F(BusyPolling, IsForMessagesAlone) {
+    findOne();
+    eventLoopForget(client_.fd.get());
+    const int timer = makeTimer(code_);
+    stepClock::whileWaiting = [&](int) { armInThePast(timer); };
+    turn();
+    looks_ = 0;
+    stepClock::whileWaiting = [&](int) {
+        EXPECT_EQ(looks_, 0);
+        stepClock::beforeLooking = nullptr;
+        armInThePast(timer);
+    };
+    turn();
+    EXPECT_EQ(pulses_.size(), 2u);
+}
+
+// In a process of its own, because the answer is kept.
+TEST_F(BusyPolling, NeedsASecondProcessor) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            cpu_set_t one;
+            CPU_ZERO(&one);
+            CPU_SET(sched_getcpu(), &one);
+            sched_setaffinity(0, sizeof one, &one);
+            int looks = 0;
+            for (int i = 0; i < 10; ++i)
+                looks += looksUntilMessage(kNever);
+            _exit(looks);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
