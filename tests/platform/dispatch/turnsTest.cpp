@@ -175,6 +175,21 @@ TEST_F(Turns, APulseThatIsNotLateGoesBeforeAFlood) {
     fallBehind(1);
 }
 
+TEST_F(Turns, APulseThatComesTogetherWithAMessageGoesFirst) {
+    Queue client;
+    addQueue(&client);
+    client.send(1);
+    turn();
+    const int timer = makeTimer(slowCode_);
+    stepClock::whileWaiting = [&](int) {
+        stepClock::whileWaiting = nullptr;
+        client.send(1);
+        armInThePast(timer);
+    };
+    turns(2);
+    EXPECT_EQ(order_, "mPm");
+}
+
 TEST_F(Turns, AClientThatGoesOnAfterItsAnswerIsWaitedForBetweenSlowPulses) {
     Queue client;
     addQueue(&client);
@@ -292,16 +307,19 @@ TEST_F(BusyPolling, IsForMessagesAlone) {
     findOne();
     eventLoopForget(client_.fd.get());
     const int timer = makeTimer(code_);
-    stepClock::whileWaiting = [&](int) { armInThePast(timer); };
-    turn();
-    looks_ = 0;
+    std::vector<int> looksBeforeSleeps;
     stepClock::whileWaiting = [&](int) {
-        EXPECT_EQ(looks_, 0);
-        stepClock::beforeLooking = nullptr;
+        looksBeforeSleeps.push_back(looks_);
         armInThePast(timer);
     };
-    turn();
-    EXPECT_EQ(pulses_.size(), 2u);
+    callingLook_ = kNever;
+    for (int i = 0; i < 5; ++i) {
+        looks_ = 0;
+        turn();
+    }
+    ASSERT_EQ(pulses_.size(), 5u);
+    EXPECT_EQ(std::vector<int>(looksBeforeSleeps.begin() + 1, looksBeforeSleeps.end()),
+              std::vector<int>(4, 0));
 }
 
 // In a process of its own, because the answer is kept.
