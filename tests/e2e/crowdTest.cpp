@@ -66,7 +66,13 @@ private:
 };
 
 // What a client of either transport waits in while it writes.
-const std::vector<long> kWriteCalls = {SYS_write, SYS_sendto, SYS_sendmsg, SYS_recvmsg};
+const std::vector<long> kWriteCalls = {SYS_write, SYS_sendto, SYS_sendmsg, SYS_recvmsg,
+                                       SYS_recvfrom};
+const std::vector<long> kCommandCalls = {SYS_ioctl, SYS_sendto, SYS_sendmsg, SYS_recvmsg,
+                                         SYS_recvfrom};
+
+const std::string kServed = "served";
+constexpr int kMissedTicks = 5;
 
 // As programs do that know nothing of consoles, where the system lets them.
 void writeMuch(int fd) {
@@ -110,6 +116,20 @@ void writeWhatNeverArrives(int fd) {
         devctlIsSocket(fd) ? devctl_write(fd, memory, 4096) : write(fd, memory, 4096);
 }
 
+// These two wait for a SIGCONT before they begin.
+void writeWhatDrawsNothing(int fd) {
+    static char text[4 << 20];
+    memset(text, 0x80, sizeof(text));
+    raise(SIGSTOP);
+    devctl_write(fd, text, sizeof(text));
+}
+
+void setStatusServed(int fd) {
+    std::string text = kServed;
+    raise(SIGSTOP);
+    devctl(fd, static_cast<int>(kSetStatusCode), text.data(), text.size() + 1, nullptr);
+}
+
 // The row of a client's write; three rows make one write.
 std::string rowText(int client, int number, int row) {
     return "client " + std::to_string(client) + " write " + std::to_string(number) + " row " +
@@ -130,11 +150,31 @@ protected:
         expectSamePicture("crowd", predictUsual(model), nextFrame(console));
     }
 
+    static void waitUntilStopped(pid_t process) {
+        siginfo_t stopped = {};
+        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(process), &stopped, WSTOPPED), 0);
+    }
+
     static void stopForNow(ConsoleProcess* console) {
         console->process().signal(SIGSTOP);
-        siginfo_t stopped = {};
-        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(console->process().pid()), &stopped, WSTOPPED),
-                  0);
+        waitUntilStopped(console->process().pid());
+    }
+
+    // Lets the stopped console miss ticks while the client waits for it, and then go on. Returns
+    // the newest frame of before.
+    static int missTicks(ConsoleProcess* console, const ClientProcess& client) {
+        const int newest = console->newestFrame();
+        kill(client.pid(), SIGCONT);
+        EXPECT_TRUE(client.waitForCall(kCommandCalls));
+        poll(nullptr, 0, kMissedTicks * 1000);
+        console->process().signal(SIGCONT);
+        return newest;
+    }
+
+    static RgbImage statusServed() {
+        ReferenceModel model;
+        model.status = kServed;
+        return predictUsual(model);
     }
 };
 
@@ -277,6 +317,34 @@ TEST_P(Crowd, AFloodOfWritesDoesNotHoldUpTheClock) {
 
     ClientProcess writer(console.node(), writeLittleForEver);
     EXPECT_TRUE(console.waitForFrame(console.newestFrame() + 2)) << console.errors();
+}
+
+// The frames are all late; the first of them may have been begun before the stop.
+TEST_P(Crowd, AfterAStopAClientIsServedBetweenTheMissedFrames) {
+    ConsoleProcess console(usualOptions());
+    ASSERT_TRUE(console.waitForNode()) << console.errors();
+    const ClientProcess client(console.node(), setStatusServed);
+    waitUntilStopped(client.pid());
+    stopForNow(&console);
+    const int newest = missTicks(&console, client);
+    ASSERT_TRUE(console.waitForFrame(newest + kMissedTicks)) << console.errors();
+    expectSamePicture("missedTicks", statusServed(), console.frame(newest + 2));
+}
+
+TEST_P(Crowd, AClientIsServedWhileAnotherWritesMegabytesThatDrawNothing) {
+    ConsoleProcess console(usualOptions());
+    ASSERT_TRUE(console.waitForNode()) << console.errors();
+    ClientProcess writer(console.node(), writeWhatDrawsNothing);
+    const ClientProcess client(console.node(), setStatusServed);
+    waitUntilStopped(writer.pid());
+    waitUntilStopped(client.pid());
+    stopForNow(&console);
+    kill(writer.pid(), SIGCONT);
+    ASSERT_TRUE(writer.waitForCall(kWriteCalls));
+    const int newest = missTicks(&console, client);
+    ASSERT_TRUE(console.waitForFrame(newest + kMissedTicks)) << console.errors();
+    // One of the writer's pieces goes before the command.
+    expectSamePicture("drawsNothing", statusServed(), console.frame(newest + 3));
 }
 
 VELKARIS_ON_EACH_TRANSPORT(Crowd);

@@ -111,12 +111,17 @@ void eventLoopForget(int fd) {
         epoll_ctl(loop.set.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
-bool eventLoopTurn(bool wait) {
+bool eventLoopTurn(int milliseconds) {
     EventLoop& loop = eventLoop();
     std::array<epoll_event, kEventsAtOnce> events;
-    const int count = epoll_wait(loop.set.get(), events.data(), kEventsAtOnce, wait ? -1 : 0);
+    const int count = epoll_wait(loop.set.get(), events.data(), kEventsAtOnce, milliseconds);
     loop.next = runWatchers(events.data(), count);
     return count >= 0 || errno == EINTR;
+}
+
+bool eventLoopHasMessage() {
+    int fd;
+    return findSource(eventLoop().next, &fd) != nullptr;
 }
 
 bool eventLoopTakeMessage(LoopMessage* message) {

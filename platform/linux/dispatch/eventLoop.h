@@ -25,10 +25,15 @@ struct LoopMessage {
     void* data = nullptr;
 };
 
-// Waits until a descriptor is ready, or only looks where `wait` is false, and runs ready() of all
-// that are watched. False with errno when waiting itself failed; a signal is no failure.
-bool eventLoopTurn(bool wait);
+// Waits at most so many milliseconds until a descriptor is ready (0: only looks; -1: without end),
+// and runs ready() of all that are watched. False with errno when waiting itself failed; a signal
+// is no failure.
+bool eventLoopTurn(int milliseconds);
 
-// Of the messages that the last turn has found, the one that has waited longest. What is not taken
-// stays for the next turn. False when there is none.
+// Whether the last turn has found a message that was not taken. What is not taken stays for the
+// next turn.
+bool eventLoopHasMessage();
+
+// Of the messages that the last turn has found, the one that has waited longest. False when there
+// is none.
 bool eventLoopTakeMessage(LoopMessage* message);

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr uint64_t kSecond = 1000000000;
-constexpr uint64_t kNever = UINT64_MAX;
 constexpr size_t kTimersMax = 256;
 
 struct PulseTimer {
@@ -22,9 +21,7 @@ struct PulseTimer {
     clockid_t clock = CLOCK_MONOTONIC;       // the one its owner named
     clockid_t armedClock = CLOCK_MONOTONIC;  // the one it runs on
     FileDescriptor fd;
-    uint64_t due = kNever;  // next expiry that has not been counted, on armedClock
-    uint64_t interval = 0;  // nanoseconds; 0: one expiry only
-    uint64_t expiries = 0;  // counted, not handled
+    uint64_t expiries = 0;  // counted, not taken
 
     ~PulseTimer() {
         if (fd)
@@ -46,29 +43,12 @@ uint64_t toNanoseconds(const timespec& time) {
     return static_cast<uint64_t>(time.tv_sec) * kSecond + static_cast<uint64_t>(time.tv_nsec);
 }
 
-uint64_t now(clockid_t clock) {
-    timespec time;
-    clock_gettime(clock, &time);
-    return toNanoseconds(time);
-}
-
-uint64_t addSaturated(uint64_t a, uint64_t b) {
-    return a > kNever - b ? kNever : a + b;
-}
-
-// Moves the kernel's count into ours. What is due afterwards follows from the count alone.
-void countExpiries(PulseTimer* timer) {
+// Moves the kernel's count into ours.
+void countExpiries(void* data) {
+    auto* const timer = static_cast<PulseTimer*>(data);
     uint64_t count;
-    if (!timer->fd || read(timer->fd.get(), &count, sizeof count) != sizeof count)
-        return;
-    timer->expiries += count;
-    timer->due = timer->interval == 0 ? kNever : addSaturated(timer->due, count * timer->interval);
-}
-
-// Only wakes the loop: the expiry itself is found by pulseTimersTakeDue, whose clock may disagree
-// with the kernel's timer by a moment; counting here settles it.
-void onTimerReady(void* data) {
-    countExpiries(static_cast<PulseTimer*>(data));
+    if (read(timer->fd.get(), &count, sizeof count) == sizeof count)
+        timer->expiries += count;
 }
 
 // A relative time is monotonic whatever clock the timer names: setting the clock does not move it.
@@ -76,7 +56,7 @@ bool openOn(PulseTimer* timer, clockid_t clock) {
     if (timer->fd && timer->armedClock == clock)
         return true;
     FileDescriptor fd(timerfd_create(clock, TFD_CLOEXEC | TFD_NONBLOCK));
-    if (!fd || !eventLoopWatch(fd.get(), onTimerReady, timer))
+    if (!fd || !eventLoopWatch(fd.get(), countExpiries, timer))
         return false;
     if (timer->fd)
         eventLoopForget(timer->fd.get());
@@ -86,12 +66,9 @@ bool openOn(PulseTimer* timer, clockid_t clock) {
 }
 
 void reportLeft(const PulseTimer& timer, struct _itimer* left) {
-    *left = {};
-    if (timer.due == kNever)
-        return;
-    const uint64_t current = now(timer.armedClock);
-    left->nsec = timer.due > current ? timer.due - current : 1;  // 0 would mean disarmed
-    left->interval_nsec = timer.interval;
+    itimerspec armed = {};
+    timerfd_gettime(timer.fd.get(), &armed);
+    *left = {toNanoseconds(armed.it_value), toNanoseconds(armed.it_interval)};
 }
 
 PulseTimer* findTimer(int id) {
@@ -101,14 +78,18 @@ PulseTimer* findTimer(int id) {
 
 }  // namespace
 
-const struct sigevent* pulseTimersTakeDue() {
-    static size_t first = 0;  // timers that are due together take turns
+bool pulseTimersWaiting() {
+    const auto& all = timers();
+    return std::any_of(all.begin(), all.end(),
+                       [](const auto& timer) { return timer->expiries > 0; });
+}
+
+const struct sigevent* pulseTimersTake() {
+    static size_t first = 0;  // timers that expired together take turns
     const auto& all = timers();
     for (size_t i = 0; i < all.size(); ++i) {
         const size_t id = (first + i) % all.size();
         PulseTimer& timer = *all[id];
-        if (timer.expiries == 0 && timer.due != kNever && now(timer.armedClock) >= timer.due)
-            countExpiries(&timer);
         if (timer.expiries > 0) {
             --timer.expiries;
             first = id + 1;
@@ -151,12 +132,8 @@ int TimerSettime(int id, int flags, const struct _itimer* itime, struct _itimer*
         return -1;
     }
 
-    timer->interval = itime->interval_nsec;
-    timer->due = kNever;
-    if (itime->nsec != 0)
-        timer->due = absolute ? itime->nsec : addSaturated(now(CLOCK_MONOTONIC), itime->nsec);
     itimerspec spec = {};
-    if (timer->due != kNever)
-        spec = {toTimespec(timer->interval), toTimespec(timer->due)};
-    return timerfd_settime(timer->fd.get(), TFD_TIMER_ABSTIME, &spec, nullptr);
+    if (itime->nsec != 0)
+        spec = {toTimespec(itime->interval_nsec), toTimespec(itime->nsec)};
+    return timerfd_settime(timer->fd.get(), absolute ? TFD_TIMER_ABSTIME : 0, &spec, nullptr);
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dispatch/channel.h"
+#include "dispatch/eventLoop.h"
 #include "dispatch/pulseTimers.h"
 
 struct HandledPulse {
@@ -31,7 +32,7 @@ protected:
     void TearDown() override {
         for (const int timer : timers_)
             disarm(timer);
-        while (pulseTimersTakeDue()) {
+        while (pulseTimersTake()) {
         }
     }
 
@@ -57,6 +58,14 @@ protected:
     static void arm(int timer, uint64_t nsec, uint64_t interval = 0) {
         const struct _itimer spec = {nsec, interval};
         EXPECT_EQ(TimerSettime(timer, 0, &spec, nullptr), 0);
+    }
+
+    // A pulse that is due since long ago, and each `interval` since then.
+    static void armInThePast(int timer, uint64_t since = 1, uint64_t interval = 0) {
+        const struct _itimer past = {since, interval};
+        ASSERT_EQ(TimerSettime(timer, TIMER_ABSTIME, &past, nullptr), 0);
+        while (!pulseTimersWaiting())
+            ASSERT_TRUE(eventLoopTurn(0));
     }
 
     static void disarm(int timer) { arm(timer, 0); }

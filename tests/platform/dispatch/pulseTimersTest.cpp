@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint64_t kHour = 3600ull * 1000000000;
+constexpr uint64_t kMicrosecond = 1000;
 
 using PulseTimers = ChannelFixture;
 
@@ -75,7 +76,7 @@ TEST_F(PulseTimers, ExpiriesThatWereNotHandledSurviveDisarming) {
 }
 
 TEST_F(PulseTimers, AFastTimerKeepsComing) {
-    arm(makeTimer(code_), 1, 1);
+    arm(makeTimer(code_), 1, kMicrosecond);
     for (int i = 0; i < 2000; ++i)
         turn();
     EXPECT_EQ(pulses_.size(), 2000u);
@@ -122,8 +123,8 @@ TEST_F(PulseTimers, DisarmedTimersReportNothingLeft) {
 
 TEST_F(PulseTimers, TimersThatAreDueTogetherTakeTurns) {
     const int a = makeTimer(code_, 1), b = makeTimer(code_, 2);
-    arm(a, 1, 1);
-    arm(b, 1, 1);
+    arm(a, 1, kMicrosecond);
+    arm(b, 1, kMicrosecond);
     int seen[3] = {};
     while (seen[1] < 10 || seen[2] < 10) {
         turn();

@@ -50,7 +50,7 @@ int main() {
     std::printf("screen %dx%d, drawing %dx%d\n", console.screenWidth, console.screenHeight,
                 console.width, console.height);
     eventLoopWatch(STDIN_FILENO, readCommands, nullptr);
-    while (eventLoopTurn(true)) {
+    while (eventLoopTurn(-1)) {
     }
     return 2;
 }
