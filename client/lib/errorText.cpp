@@ -28,7 +28,6 @@ const char* velkaris_error_text(int error) {
         case EILSEQ: return "the text has characters that the console cannot show";
         case EUSERS: return tooManyOfThisUser();
         case EBUSY: return "the console has too many connections";
-        case ENOBUFS: return "the console holds too much text that is not complete yet";
         case ENOSYS: return "the console does not know this command";
         default: return std::strerror(error);
     }
