@@ -32,12 +32,10 @@ def isProgram(path):
 
 def compiledFor(wing):
     """The compiler's commands of a wing with their objects, as far as these are built."""
-    source = pathlib.Path(re.search(r"^CMAKE_HOME_DIRECTORY:INTERNAL=(.*)$",
-                                    (tree / "CMakeCache.txt").read_text(), re.M).group(1))
     for entry in json.loads((tree / "compile_commands.json").read_text()):
-        built = tree / re.search(r" -o (\S+)", entry["command"]).group(1)
-        if (source / wing) in pathlib.Path(entry["file"]).parents and built.exists():
-            yield entry["command"], built
+        built = re.search(r" -o (\S+)", entry["command"]).group(1)
+        if built.startswith(f"{wing}/") and (tree / built).exists():
+            yield entry["command"], tree / built
 
 
 class Linked(unittest.TestCase):

@@ -1,11 +1,32 @@
 #include "node/deviceNode.h"
 
+#include <linux/capability.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "privileges/privileges.h"
 #include "report/layerError.h"
+
+namespace {
+
+// The mount is undone at the end, by who made it.
+void keepRightToUnmount() {
+    if (hasCapability(CAP_SYS_ADMIN))
+        keepCapability(CAP_SYS_ADMIN);
+    else
+        keepPrivilegedPrograms();
+}
+
+// The kernel's own nodes tell who writes, and not whether the write goes on: clients of other users
+// are looked at in /proc.
+void keepRightToLookAtClients() {
+    keepCapability(CAP_SYS_PTRACE);
+    keepCapability(CAP_DAC_READ_SEARCH);
+}
+
+}  // namespace
 
 std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std::string& kind,
                                              mode_t mode, DeviceOperations* device) {
@@ -54,10 +75,14 @@ bool DeviceNode::serveAsFile(const std::string& path, PlaceContent content,
     if (!mountPoint_.make(path, content))
         return false;
     fuse_ = FuseNode::mount(path, device);
-    if (fuse_ && content == PlaceContent::filledFile)
+    if (!fuse_)
+        return false;
+    keepRightToUnmount();
+    keepRightToLookAtClients();
+    if (content == PlaceContent::filledFile)
         layerError("%s: a file with contents is there; the node hides it until the console ends",
                    path.c_str());
-    return fuse_ != nullptr;
+    return true;
 }
 
 bool DeviceNode::serveAsSocket(const std::string& path, PlaceContent content, mode_t mode,

@@ -13,6 +13,7 @@
 #include "dispatch/channel.h"
 #include "dispatch/endSignals.h"
 #include "node/deviceNode.h"
+#include "privileges/privileges.h"
 #include "resmgr/deviceServer.h"
 #include "settings/layerSettings.h"
 
@@ -40,6 +41,15 @@ void detachNodes() {
             attached->node.reset();
 }
 
+// The display is open and the node is there: what is left to do needs few rights.
+void keepOnlyWhatServingNeeds(const std::string& nodePath, const std::string& captureFolder) {
+    const size_t slash = nodePath.rfind('/');
+    keepAccessTo(slash == std::string::npos ? "." : nodePath.substr(0, slash + 1));
+    if (!captureFolder.empty())
+        keepAccessTo(captureFolder);
+    dropPrivileges();
+}
+
 int fail(int error) {
     errno = error;
     return -1;
@@ -64,12 +74,13 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
 
     const int link = static_cast<int>(attachedNodes().size());
     const LayerSettings settings = readLayerSettings();
+    const std::string nodePath = settings.nodePath.empty() ? path : settings.nodePath;
     std::unique_ptr<AttachedNode> attached(
         new AttachedNode{getpid(), DeviceServer(connect_funcs, io_funcs, handle, link), nullptr});
-    attached->node = DeviceNode::make(settings.nodePath.empty() ? path : settings.nodePath,
-                                      settings.nodeKind, handle->mode, &attached->server);
+    attached->node = DeviceNode::make(nodePath, settings.nodeKind, handle->mode, &attached->server);
     if (!attached->node)
         return -1;
     attachedNodes().push_back(std::move(attached));
+    keepOnlyWhatServingNeeds(nodePath, settings.captureFolder);
     return link;
 }

@@ -1,9 +1,11 @@
 #include "window/fbdev/fbdev.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 
 #include <cstdlib>
 
+#include "privileges/privileges.h"
 #include "report/layerError.h"
 #include "window/fbdev/fbdevDisplay.h"
 #include "window/scanout/displayArgument.h"
@@ -85,7 +87,8 @@ std::optional<PixelSize> open(const std::string& argument) {
         return std::nullopt;
     }
     claimTerminal(leaveDisplay, regainDisplay);
-    std::atexit(leaveDisplay);  // also without a terminal, which would do it
+    keepCapability(CAP_SYS_TTY_CONFIG);  // a terminal that does not control us is given back
+    std::atexit(leaveDisplay);           // also without a terminal, which would do it
     console().size = wish->size.value_or(console().display->consoleSize());
     return console().size;
 }

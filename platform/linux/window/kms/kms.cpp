@@ -1,7 +1,10 @@
 #include "window/kms/kms.h"
 
+#include <linux/capability.h>
+
 #include <algorithm>
 
+#include "privileges/privileges.h"
 #include "report/layerError.h"
 #include "window/kms/kmsSeat.h"
 #include "window/scanout/displayArgument.h"
@@ -31,6 +34,10 @@ std::optional<PixelSize> open(const std::string& argument) {
     OutputWish outputWish{wish->size, std::nullopt};
     if (!readRotation(&outputWish.rotation) || !takeSeat(wish->device, outputWish))
         return std::nullopt;
+    // A card that another program has held since before we opened it, and a terminal that does not
+    // control us, may be taken later.
+    keepCapability(CAP_SYS_ADMIN);
+    keepCapability(CAP_SYS_TTY_CONFIG);
     const KmsDisplay* const display = currentDisplay();
     consoleSize =
         wish->size.value_or(display ? display->output().consoleSize() : kSizeWithoutDisplay);
