@@ -31,6 +31,15 @@ HEADLESS = f"headless:{SIZE_TEXT}"
 CONSOLE_BACKGROUND = (0x6e, 0x3b, 0x3b)  # what the program draws on unless told otherwise
 
 
+# Of <linux/capability.h>.
+CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE, CAP_SYS_ADMIN, CAP_SYS_TTY_CONFIG = 2, 19, 21, 26
+
+
+def rights(*capabilities):
+    """As the kernel writes a set of them."""
+    return sum(1 << capability for capability in capabilities)
+
+
 def playSession(console):
     """Lines and commands of every kind. One clock runs afterwards, that of the last item: with two
     of them no other session would show the same pair of times."""
@@ -226,6 +235,51 @@ class BootedConsole(MachineTest):
         console.signal("TERM")
         self.assertKernelDrawsOn("tty2")
 
+    # The kernel lets a program have the card that has held it before, and others by right alone.
+    def testCardIsTakenOverFromTheConsoleOfAnotherTerminal(self):
+        self.machine.run("chvt 3")
+        first = self.startOnDisplay("seen", terminal="/dev/tty3")
+        # Its node takes no right that the display takes too.
+        second = self.startOnDisplay("hidden", terminal="/dev/tty2", node="/dev/Second",
+                                     variables="VELKARIS_NODE_KIND=socket")
+        second.command("add", "kernel", "Kernel image", "37")
+        playSession(first)
+        self.assertShown(first)
+        self.machine.run("chvt 2")
+        self.assertShown(second)
+        self.machine.run("chvt 3")
+        self.assertShown(first)
+        self.assertEqual(first.signal("TERM"), 0)
+        self.assertKernelDrawsOn("tty3")
+
+    # Started from elsewhere than the terminal that it takes.
+    def testTerminalThatDoesNotControlItIsGivenBack(self):
+        self.machine.run("chvt 4")
+        console = self.startOnDisplay("detached")
+        playSession(console)
+        self.machine.run("chvt 3")
+        self.assertKernelDrawsOn("tty3")
+        self.machine.run("chvt 4")
+        self.assertShown(console)
+        self.assertEqual(console.signal("TERM"), 0)
+        self.assertKernelDrawsOn("tty4")
+
+    def testServingConsoleHasTheRightsOfItsNodeAndItsDisplay(self):
+        ofNode = rights(CAP_SYS_ADMIN, CAP_SYS_PTRACE, CAP_DAC_READ_SEARCH)
+        for window, ofDisplay in [("kms", rights(CAP_SYS_ADMIN, CAP_SYS_TTY_CONFIG)),
+                                  ("fbdev", rights(CAP_SYS_TTY_CONFIG)), (HEADLESS, 0)]:
+            for kind, expected in [("fuse", ofDisplay | ofNode), ("socket", ofDisplay)]:
+                with self.subTest(window=window, kind=kind):
+                    console = self.startOnDisplay("rights", window,
+                                                  variables=f"VELKARIS_NODE_KIND={kind}")
+                    status = self.machine.run(f"cat /proc/{console.pid}/status")
+                    for field in ["CapPrm", "CapEff", "CapBnd"]:
+                        found = re.search(rf"^{field}:\s*(\w+)$", status, re.M).group(1)
+                        self.assertEqual(int(found, 16), expected, field)
+                    self.assertRegex(status, r"(?m)^NoNewPrivs:\s*1$")
+                    self.assertEqual(console.signal("TERM"), 0)
+                    self.machine.run(f"! [ -e {console.node} ]; ! grep {console.node} /proc/mounts")
+
     def testUnpluggedDisplayIsLitWhenItReturns(self):
         console = self.startOnTerminal("unplugged")
         playSession(console)
@@ -368,6 +422,8 @@ class BootedConsole(MachineTest):
         self.assertIn("user_allow_other is not set", killed.log())
         self.assertRegex(self.machine.run("cat /proc/mounts"),
                          r"Velkaris fuse\.velkaris .*user_id=1000")
+        self.assertRegex(self.machine.run(f"cat /proc/{killed.pid}/status"),
+                         r"(?m)^NoNewPrivs:\s*0$")  # the mount helper has to unmount it
         blank = killed.frame(killed.newestFrame())
         killed.write("from the same user")
         self.assertNotEqual(killed.frame(killed.awaitNextFrame()), blank)
@@ -452,6 +508,9 @@ SCENARIOS = [
     "testMissingCardIsNamed",
     "testKilledConsoleComesBackWithoutHelp",
     "testTerminalIsGivenAndTakenBack",
+    "testTerminalThatDoesNotControlItIsGivenBack",
+    "testCardIsTakenOverFromTheConsoleOfAnotherTerminal",
+    "testServingConsoleHasTheRightsOfItsNodeAndItsDisplay",
     "testUnpluggedDisplayIsLitWhenItReturns",
     "testVanishedCardIsLitWhenItReturns",
     "testDisplayOfAnotherSizeShowsTheMiddle",
