@@ -53,6 +53,17 @@ std::string bringUpLog(const std::string& config) {
            "[Velkaris] Viewport size got (0, 0, 1280, 480)\n";
 }
 
+// Resident memory that no file holds.
+long ownKilobytes(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    const std::string key = "RssAnon:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.compare(0, key.size(), key) == 0)
+            return std::stol(line.substr(key.size()));
+    }
+    return -1;
+}
+
 // Voluntary context switches of all threads: each is a wait that began, so at most that many
 // wake-ups.
 long waitsBegun(pid_t pid) {
@@ -161,6 +172,23 @@ TEST_P(Life, TwoConsolesOnTwoNodesServeSideBySide) {
     ConsoleProcess first(usualOptions()), second(usualOptions());
     expectServes(&first);
     expectServes(&second);
+}
+
+TEST_P(Life, LargeWritesLeaveNoMemoryBehind) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "an instrumented console keeps memory on purpose";
+#endif
+    constexpr long kSlack = 2048;  // kilobytes; the rows of a screen, and what malloc() keeps
+    ConsoleProcess console(usualOptions());
+    expectServes(&console);
+    const long before = ownKilobytes(console.process().pid());
+    for (const size_t size : {4 << 20, 11 << 20, 32 << 20}) {
+        ConsoleClient client(console.node());
+        const std::string text(size, size == 32 << 20 ? 'w' : '\n');
+        EXPECT_EQ(client.write(text), static_cast<ssize_t>(text.size()));
+    }
+    nextFrame(&console);
+    EXPECT_LE(ownKilobytes(console.process().pid()), before + kSlack);
 }
 
 TEST_P(Life, AnIdleConsoleWakesForItsFramesAlone) {
