@@ -89,16 +89,25 @@ class SoakedConsole:
         self.awaitFrame(number)
         return self._frame(number)
 
+    def clock(self):
+        """Ticks that were drawn, and seconds that passed, since the first one. Looking takes time of
+        its own: of the seconds before and after it those that fit better count."""
+        first, began = self._firstTick
+        before = time.time() - began
+        ticks = self.newestFrame() - first
+        after = time.time() - began
+        return {"ticks": ticks, "alive": round(min(max(ticks, before), after))}
+
     def awaitClock(self):
-        """Until as many ticks have been drawn as seconds have passed."""
-        waitUntil(lambda: self.ticks() >= int(self.alive()), "ticks that were missed")
+        """The clock once it has caught up."""
+        seen = {}
 
-    def ticks(self):
-        return self.newestFrame() - self._firstTick[0]
+        def hasCaughtUp():
+            seen.update(self.clock())
+            return seen["ticks"] >= seen["alive"] - 1
 
-    def alive(self):
-        """Seconds since the first tick."""
-        return time.time() - self._firstTick[1]
+        waitUntil(hasCaughtUp, "ticks that were missed")
+        return seen
 
     def dropOldFrames(self):
         newest = self.newestFrame()
@@ -110,8 +119,7 @@ class SoakedConsole:
         status = self._proc("status")
         fields = self._proc("stat").rpartition(")")[2].split()
         return {
-            "ticks": self.ticks(),
-            "alive": round(self.alive()),
+            **self.clock(),
             "resident_kB": int(re.search(r"VmRSS:\s*(\d+)", status).group(1)),
             "own_kB": int(re.search(r"RssAnon:\s*(\d+)", status).group(1)),
             "descriptors": len(os.listdir(f"/proc/{self._process.pid}/fd")),

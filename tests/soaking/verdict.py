@@ -23,7 +23,7 @@ def complaints(checks, ends):
     for check in checks:
         where = f"at {check['seconds']} s"
         if check["lost"] != 0:
-            found.append(f"{where}: {check['lost']} lines were lost")
+            found.append(f"{where}: lines lost: {check['lost']}")
         if abs(check["ticks"] - check["alive"]) > 1 + DRIFT * check["alive"]:
             found.append(f"{where}: {check['ticks']} ticks in {check['alive']} s")
     for end in ends:
@@ -43,7 +43,7 @@ def complaints(checks, ends):
             found.append(f"life {life}: its memory grew by {grown:.0f} kB")
         grown = growth([row["descriptors"] for row in rows])
         if grown > 0:
-            found.append(f"life {life}: it holds {grown:.0f} descriptors more")
+            found.append(f"life {life}: it holds more descriptors: {grown:.0f}")
     if compared == 0:
         found.append("too short: no console lived long enough to see whether it grows")
     return found

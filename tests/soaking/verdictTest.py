@@ -28,7 +28,7 @@ class Verdict(unittest.TestCase):
         self.assertEqual(complaints(checksOf(), [WELL]), [])
 
     def test_tells_a_lost_line(self):
-        self.assertOneComplaint("1 lines were lost", checksOf(lost=[0, 0, 0, 0, 1]))
+        self.assertOneComplaint("lines lost: 1", checksOf(lost=[0, 0, 0, 0, 1]))
 
     def test_tells_ticks_that_are_missing_and_those_too_many(self):
         self.assertOneComplaint("8 ticks in 10 s", checksOf(ticks=[0, 8]))
@@ -46,7 +46,7 @@ class Verdict(unittest.TestCase):
         self.assertEqual(complaints(checksOf(12, own_kB=waves), [WELL]), [])
 
     def test_tells_descriptors_that_stay_open(self):
-        self.assertOneComplaint("1 descriptors", checksOf(descriptors=[12] * 6 + [13] * 3))
+        self.assertOneComplaint("more descriptors: 1", checksOf(descriptors=[12] * 6 + [13] * 3))
 
     def test_tells_an_end_that_was_not_expected(self):
         self.assertOneComplaint("ended with -11", checksOf(), [{**WELL, "status": -11}])
