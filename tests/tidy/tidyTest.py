@@ -28,7 +28,9 @@ def own_commands(source, build):
         entries = [entry for entry in json.load(file) if entry["file"].startswith(places)]
     commands = {}
     for entry in sorted(entries, key=lambda entry: "cmake_pch" in entry["command"]):
-        entry["command"] = re.sub(r" -include \S*cmake_pch\S*", "", entry["command"])
+        # Neither headers parsed by another compiler nor what it alone makes of our variables.
+        entry["command"] = re.sub(r" -include \S*cmake_pch\S*| -ftrivial-auto-var-init=\S*", "",
+                                  entry["command"])
         commands.setdefault(entry["file"], entry)
     return list(commands.values())
 
