@@ -7,7 +7,8 @@
 
 namespace {
 
-constexpr int kGivenBackBytes = 1 << 20;
+// Twice the largest piece in which the kernel hands over a write.
+constexpr int kGivenBackBytes = 256 << 10;
 
 }  // namespace
 
@@ -15,9 +16,9 @@ int main(int argc, char** argv) {
     // A client that goes away while it is answered must not take the console with it.
     std::signal(SIGPIPE, SIG_IGN);
 #ifdef __GLIBC__
-    // Left to itself the library keeps room for another text as large as the largest so far.
+    // What is larger goes back to the system when it is released. Left to itself the library raises
+    // that size with each text, and keeps room for another one as large as the largest so far.
     mallopt(M_MMAP_THRESHOLD, kGivenBackBytes);
-    mallopt(M_TRIM_THRESHOLD, kGivenBackBytes);
 #endif
     return kdMain(argc, argv);
 }
