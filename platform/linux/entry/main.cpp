@@ -7,18 +7,21 @@
 
 namespace {
 
-// Twice the largest piece in which the kernel hands over a write.
-constexpr int kGivenBackBytes = 256 << 10;
+// Room of a text goes back to the system when it is released, room that most writes take stays.
+// Left to itself the library raises both sizes with each larger text and keeps that much.
+void limitKeptMemory() {
+#ifdef __GLIBC__
+    constexpr int kLargeBlock = 256 << 10, kFreeBlocks = 1 << 20;
+    mallopt(M_MMAP_THRESHOLD, kLargeBlock);
+    mallopt(M_TRIM_THRESHOLD, kFreeBlocks);
+#endif
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
     // A client that goes away while it is answered must not take the console with it.
     std::signal(SIGPIPE, SIG_IGN);
-#ifdef __GLIBC__
-    // What is larger goes back to the system when it is released. Left to itself the library raises
-    // that size with each text, and keeps room for another one as large as the largest so far.
-    mallopt(M_MMAP_THRESHOLD, kGivenBackBytes);
-#endif
+    limitKeptMemory();
     return kdMain(argc, argv);
 }
