@@ -48,6 +48,10 @@ class Verdict(unittest.TestCase):
     def test_tells_descriptors_that_stay_open(self):
         self.assertOneComplaint("more descriptors: 1", checksOf(descriptors=[12] * 6 + [13] * 3))
 
+    def test_allows_a_descriptor_that_comes_and_goes(self):
+        seen = [12, 12, 12, 12, 12, 13, 13, 12, 13]
+        self.assertEqual(complaints(checksOf(descriptors=seen), [WELL]), [])
+
     def test_tells_an_end_that_was_not_expected(self):
         self.assertOneComplaint("ended with -11", checksOf(), [{**WELL, "status": -11}])
 
