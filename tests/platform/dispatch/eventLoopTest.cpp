@@ -119,6 +119,22 @@ TEST_F(EventLoopTest, AWatcherMayForgetTheMessageThatWasNext) {
     EXPECT_EQ(other.calls, 1);
 }
 
+TEST_F(EventLoopTest, ADescriptorThatIsServedAnewDoesNotInheritAMessage) {
+    ReadySource window, client, other;
+    ASSERT_TRUE(eventLoopServe(client.fd.get(), ReadySource::serve, &client));
+    ASSERT_TRUE(eventLoopWatch(window.fd.get(), ReadySource::ready, &window));
+    ASSERT_TRUE(eventLoopServe(other.fd.get(), ReadySource::serve, &other));
+    window.act = [&] {
+        eventfd_t one;
+        eventfd_read(client.fd.get(), &one);
+        eventLoopForget(client.fd.get());
+        eventLoopServe(client.fd.get(), ReadySource::serve, &client);
+    };
+    turn();
+    EXPECT_EQ(client.calls, 0);
+    EXPECT_EQ(other.calls, 1);
+}
+
 TEST_F(EventLoopTest, ADescriptorIsWatchedOnce) {
     ReadySource source;
     ASSERT_TRUE(eventLoopWatch(source.fd.get(), ReadySource::ready, &source));
