@@ -49,6 +49,14 @@ TEST_F(EventLoopTest, APulseThatIsDueComesBeforeWaitingMessages) {
     EXPECT_EQ(client.calls, 2);
 }
 
+TEST_F(EventLoopTest, AMessageIsHandledOnce) {
+    ReadySource client;
+    ASSERT_TRUE(eventLoopServe(client.fd.get(), ReadySource::serve, &client));
+    turn();
+    EXPECT_EQ(dispatch_handler(context_), -1);
+    EXPECT_EQ(client.calls, 1);
+}
+
 TEST_F(EventLoopTest, AFloodOfMessagesDoesNotHoldUpThePulses) {
     ReadySource clients[3];
     for (ReadySource& client : clients)
@@ -178,6 +186,7 @@ TEST_F(EventLoopTest, AWatcherThatHasHungUpIsDroppedInTheEnd) {
     for (int i = 0; i < 200; ++i)
         turn();
     EXPECT_NE(testing::internal::GetCapturedStderr().find("hung up"), std::string::npos);
+    EXPECT_GT(counter.calls, 1);
     EXPECT_LT(counter.calls, 100);
     EXPECT_EQ(client.calls, 200);
 }
