@@ -49,6 +49,14 @@ TEST_F(EventLoopTest, APulseThatIsDueComesBeforeWaitingMessages) {
     EXPECT_EQ(client.calls, 2);
 }
 
+TEST_F(EventLoopTest, AMessageIsHandledOnce) {
+    ReadySource client;
+    ASSERT_TRUE(eventLoopServe(client.fd.get(), ReadySource::serve, &client));
+    turn();
+    EXPECT_EQ(dispatch_handler(context_), -1);
+    EXPECT_EQ(client.calls, 1);
+}
+
 TEST_F(EventLoopTest, AFloodOfMessagesDoesNotHoldUpThePulses) {
     ReadySource clients[3];
     for (ReadySource& client : clients)
@@ -119,6 +127,22 @@ TEST_F(EventLoopTest, AWatcherMayForgetTheMessageThatWasNext) {
     EXPECT_EQ(other.calls, 1);
 }
 
+TEST_F(EventLoopTest, ADescriptorThatIsServedAnewDoesNotInheritAMessage) {
+    ReadySource window, client, other;
+    ASSERT_TRUE(eventLoopServe(client.fd.get(), ReadySource::serve, &client));
+    ASSERT_TRUE(eventLoopWatch(window.fd.get(), ReadySource::ready, &window));
+    ASSERT_TRUE(eventLoopServe(other.fd.get(), ReadySource::serve, &other));
+    window.act = [&] {
+        eventfd_t one;
+        eventfd_read(client.fd.get(), &one);
+        eventLoopForget(client.fd.get());
+        eventLoopServe(client.fd.get(), ReadySource::serve, &client);
+    };
+    turn();
+    EXPECT_EQ(client.calls, 0);
+    EXPECT_EQ(other.calls, 1);
+}
+
 TEST_F(EventLoopTest, ADescriptorIsWatchedOnce) {
     ReadySource source;
     ASSERT_TRUE(eventLoopWatch(source.fd.get(), ReadySource::ready, &source));
@@ -162,6 +186,7 @@ TEST_F(EventLoopTest, AWatcherThatHasHungUpIsDroppedInTheEnd) {
     for (int i = 0; i < 200; ++i)
         turn();
     EXPECT_NE(testing::internal::GetCapturedStderr().find("hung up"), std::string::npos);
+    EXPECT_GT(counter.calls, 1);
     EXPECT_LT(counter.calls, 100);
     EXPECT_EQ(client.calls, 200);
 }

@@ -101,6 +101,7 @@ TEST_F(Turns, SlowMessagesGoOneByOneBetweenLatePulses) {
     clients.taken = kSlowRedraw;
     clients.floods = true;
     addQueue(&clients);
+    redrawTakes_ = milliseconds(0);
     fallBehind(4);
     clients.send(1);
     turns(6);
@@ -220,6 +221,13 @@ TEST_F(Turns, NobodyIsWaitedForBetweenQuickPulsesOrWhereNobodyWasServed) {
     fallBehind(3);
     turns(2);
     EXPECT_EQ(order_, "PPP");
+
+    client.taken = kSlowRedraw;
+    order_.clear();
+    fallBehind(2);
+    client.send(1);
+    turns(2);
+    EXPECT_EQ(order_, "PmP");
 }
 
 // Serves one message after another of a client that calls when the test says so.
@@ -283,6 +291,7 @@ TEST_F(BusyPolling, IsGivenUpForTwiceAsManyMessagesAfterEachTryInVain) {
         for (int i = 0; i < skipped; ++i)
             ASSERT_EQ(looksUntilMessage(kNever), 0) << i << " of " << skipped;
     }
+    EXPECT_EQ(looksUntilMessage(kNever), 100);
     findOne();
     EXPECT_EQ(looksUntilMessage(kNever), 100);
     EXPECT_EQ(looksUntilMessage(kNever), 0);
