@@ -12,7 +12,7 @@
 //   EILSEQ     VELKARIS_TEXT_REFUSE is set and the text is not plain ASCII; nothing was sent
 //   EINVAL     a null pointer or a value outside of its enumeration; nothing was sent
 //   EUSERS     the console has too many connections of this user; EBUSY: of all users
-//   ENOBUFS    a text is longer than the console holds of this user, or of all, until it is complete
+//   ENOBUFS    the console holds no more unfinished text of this user, or of all
 //   ENOMEM, EAGAIN  no memory, or no thread could be started; nothing was sent
 #pragma once
 

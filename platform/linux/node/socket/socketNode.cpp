@@ -241,7 +241,7 @@ bool SocketNode::serveCall(resmgr_context_t* ctp, Connection* connection,
     if (packet.kind == kDevctlPacketWrite)
         return answer(*connection, device_->write(request, data, size), nullptr);
     DevctlMessage message = {};
-    if (packet.kind != kDevctlPacketCommand || size < kDevctlHeaderBytes || size > sizeof message)
+    if (packet.kind != kDevctlPacketCommand || size > sizeof message)
         return answer(*connection, DeviceReply::refusal(EINVAL), nullptr);
     std::memcpy(&message, data, size);
     return answer(*connection, device_->devctl(request, &message, size, sizeof message), &message);

@@ -97,8 +97,10 @@ TEST_F(SocketNodeTest, RubbishCostsOnlyItsSender) {
 
 TEST_F(SocketNodeTest, AnUnknownKindOfRequestIsRefused) {
     const FileDescriptor client = connectRaw();
-    ASSERT_TRUE(sendPacket(client, packetOf(99, 0)));
+    const size_t size = kDevctlHeaderBytes;  // a command's, if it were one
+    ASSERT_TRUE(sendPacket(client, packetOf(99, size), std::string(size, '\0')));
     EXPECT_EQ(statusOf(client), EINVAL);
+    EXPECT_FALSE(node_->hasReport());
     expectDropped(client);
 }
 
