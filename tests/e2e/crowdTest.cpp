@@ -75,16 +75,17 @@ const std::string kServed = "served";
 constexpr int kMissedTicks = 5;
 
 // As programs do that know nothing of consoles, where the system lets them.
+ssize_t writePlainly(int fd, const void* data, size_t size) {
+    return devctlIsSocket(fd) ? devctl_write(fd, data, size) : write(fd, data, size);
+}
+
 void writeMuch(int fd) {
     static char text[8 << 20];
     memset(text, 'd', sizeof(text));
     for (size_t at = 99; at < sizeof(text); at += 100)
         text[at] = '\n';
-    for (;;) {
-        [[maybe_unused]] const ssize_t written = devctlIsSocket(fd)
-                                                     ? devctl_write(fd, text, sizeof(text))
-                                                     : write(fd, text, sizeof(text));
-    }
+    for (;;)
+        writePlainly(fd, text, sizeof(text));
 }
 
 void writeLittleForEver(int fd) {
@@ -112,8 +113,7 @@ void writeWhatNeverArrives(int fd) {
     void* const memory = memoryThatNeverArrives(4096);
     if (!memory)
         _exit(1);
-    [[maybe_unused]] const ssize_t written =
-        devctlIsSocket(fd) ? devctl_write(fd, memory, 4096) : write(fd, memory, 4096);
+    writePlainly(fd, memory, 4096);
 }
 
 // These two wait for a SIGCONT before they begin.
@@ -121,7 +121,7 @@ void writeWhatDrawsNothing(int fd) {
     static char text[4 << 20];
     memset(text, 0x80, sizeof(text));
     raise(SIGSTOP);
-    devctl_write(fd, text, sizeof(text));
+    writePlainly(fd, text, sizeof(text));
 }
 
 void setStatusServed(int fd) {

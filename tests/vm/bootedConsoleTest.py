@@ -267,17 +267,19 @@ class BootedConsole(MachineTest):
         self.assertKernelDrawsOn("tty4")
 
     def testServingConsoleHasTheRightsOfItsNodeAndItsDisplay(self):
-        ofNode = rights(CAP_SYS_ADMIN, CAP_SYS_PTRACE, CAP_DAC_READ_SEARCH)
+        self.machine.run("modprobe cuse")
+        ofDevice = rights(CAP_SYS_PTRACE, CAP_DAC_READ_SEARCH)
         for window, ofDisplay in [("kms", rights(CAP_SYS_ADMIN, CAP_SYS_TTY_CONFIG)),
                                   ("fbdev", rights(CAP_SYS_TTY_CONFIG)), (HEADLESS, 0)]:
-            for kind, expected in [("fuse", ofDisplay | ofNode), ("socket", ofDisplay)]:
+            for kind, ofNode in [("cuse", ofDevice), ("fuse", ofDevice | rights(CAP_SYS_ADMIN)),
+                                 ("socket", 0)]:
                 with self.subTest(window=window, kind=kind):
                     console = self.startOnDisplay("rights", window,
                                                   variables=f"VELKARIS_NODE_KIND={kind}")
                     status = self.machine.run(f"cat /proc/{console.pid}/status")
                     for field in ["CapPrm", "CapEff", "CapBnd"]:
                         found = re.search(rf"^{field}:\s*(\w+)$", status, re.M).group(1)
-                        self.assertEqual(int(found, 16), expected, field)
+                        self.assertEqual(int(found, 16), ofDisplay | ofNode, field)
                     self.assertRegex(status, r"(?m)^NoNewPrivs:\s*1$")
                     self.assertEqual(console.signal("TERM"), 0)
                     self.machine.run(f"! [ -e {console.node} ]; ! grep {console.node} /proc/mounts")
