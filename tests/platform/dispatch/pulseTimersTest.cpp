@@ -75,6 +75,17 @@ TEST_F(PulseTimers, ExpiriesThatWereNotHandledSurviveDisarming) {
     EXPECT_EQ(pulses_.back().value, 2);
 }
 
+TEST_F(PulseTimers, ExpiriesThatFollowThoseAlreadyCountedAreAdded) {
+    const int timer = makeTimer(code_);
+    armInThePast(timer);
+    armInThePast(timer, realtimeNow() - 10 * kHour - kHour / 2, kHour);
+    arm(timer, 0);
+    int pulses = 0;
+    while (pulseTimersTake())
+        ++pulses;
+    EXPECT_EQ(pulses, 12);
+}
+
 TEST_F(PulseTimers, AFastTimerKeepsComing) {
     arm(makeTimer(code_), 1, kMicrosecond);
     for (int i = 0; i < 2000; ++i)
