@@ -14,6 +14,7 @@ all of them run. Ends with 77, after the reason, where the machine cannot be mad
 import pathlib
 import platform
 import re
+import shlex
 import sys
 import time
 import unittest
@@ -423,8 +424,11 @@ class BootedConsole(MachineTest):
     def assertTestsPass(self, program, selection):
         logs = [f"/tmp/{program}{half}.log" for half in range(2)]
         for half, log in enumerate(logs):
-            self.machine.run(f"(GTEST_TOTAL_SHARDS=2 GTEST_SHARD_INDEX={half} {program} "
-                             f"--gtest_filter='{selection}' >{log} 2>&1; touch {log}.end) &")
+            run = (f"GTEST_TOTAL_SHARDS=2 GTEST_SHARD_INDEX={half} {program} "
+                   f"--gtest_filter={selection} >{log} 2>&1; touch {log}.end")
+            # Not by the shell's "&", which would have it ignore SIGINT.
+            self.machine.run(f"start-stop-daemon -S -b -p {log}.none -x /bin/sh -- "
+                             f"-c {shlex.quote(run)}")
         for log in logs:
             while self.machine.attempt(f"[ -e {log}.end ]")[0] != 0:
                 progress = f"wc -c <{log}"

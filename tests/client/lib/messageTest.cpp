@@ -36,6 +36,14 @@ TEST(Message, AddedItemHasNameThenLabelBehindTheHeader) {
     EXPECT_EQ(message.bytes, number(0) + number(3) + number(12) + "fw\0Firmware\0"s);
 }
 
+TEST(Message, AUsedMessageHoldsNothingOfItsFirstUse) {
+    Message message;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(addItemMessage("fw", "Firmware", 12, &message), 0);
+        EXPECT_EQ(message.bytes, number(0) + number(3) + number(12) + "fw\0Firmware\0"s);
+    }
+}
+
 TEST(Message, UpdatedItemKeepsItsUnusedLabelOffsetInBounds) {
     Message message;
     ASSERT_EQ(updateItemMessage("fw", 99, &message), 0);

@@ -120,12 +120,33 @@ TEST_F(Velkaris, ReportsWhatTheConsoleAnswers) {
     node->statusOfCommands = ENOSYS;
     EXPECT_EQ(velkaris_set_percent(console.get(), 1), ENOSYS);
     EXPECT_EQ(velkaris_check(console.get()), 0) << "a refusal is an answer";
+    node->statusOfCommands = ENOTTY;
+    EXPECT_EQ(velkaris_check(console.get()), 0);
+    node->statusOfCommands = EINVAL;
+    EXPECT_EQ(velkaris_check(console.get()), EINVAL);
+}
+
+TEST_F(Velkaris, ReportsATextThatWasNotTakenWhole) {
+    ASSERT_EQ(open(), 0);
+    node->takesAllOfTexts = false;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(velkaris_write(console.get(), "text", 4), EIO);
+}
+
+TEST_F(Velkaris, AConsoleThatGoesAtEachCallIsTriedOnceMoreAndNoLonger) {
+    ASSERT_EQ(open(), 0);
+    node->statusOfCommands = ENOTCONN;
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(velkaris_set_percent(console.get(), 1), ENODEV);
+    EXPECT_THAT(node->received(), SizeIs(3));
 }
 
 TEST_F(Velkaris, SaysThatNoConsoleIsThere) {
     node.reset();
     EXPECT_EQ(open(), ENODEV) << "a socket that nobody serves";
-    EXPECT_EQ(console, nullptr);
+    velkaris_console* left = reinterpret_cast<velkaris_console*>(this);  // as if never set
+    EXPECT_EQ(velkaris_open(&left, path.c_str(), 60000), ENODEV);
+    EXPECT_EQ(left, nullptr);
     std::filesystem::remove(path);
     EXPECT_EQ(open(), ENODEV) << "nothing at the path";
     ASSERT_TRUE(OwnedFd(::open(path.c_str(), O_CREAT | O_WRONLY, 0600)));
@@ -229,6 +250,19 @@ TEST_F(Velkaris, ANullPathMeansTheEnvironmentsNode) {
     EXPECT_EQ(velkaris_write(own.get(), "x", 1), 0);
     EXPECT_THAT(node->received(), SizeIs(1));
     unsetenv("VELKARIS_NODE");
+}
+
+TEST(VelkarisNode, AnEmptyPathInTheEnvironmentMeansTheUsualNode) {
+    const char kUsual[] = "/dev/Velkaris";
+    if (access("/dev", W_OK) != 0 || access(kUsual, F_OK) == 0)
+        GTEST_SKIP() << "only root may serve " << kUsual << ", where no other console does";
+    const FakeConsole node(kUsual);
+    setenv("VELKARIS_NODE", "", 1);
+    velkaris_console* opened = nullptr;
+    EXPECT_EQ(velkaris_open(&opened, nullptr, 60000), 0);
+    velkaris_close(opened);
+    unsetenv("VELKARIS_NODE");
+    unlink(kUsual);
 }
 
 TEST(VelkarisErrors, EveryErrorHasAText) {

@@ -88,8 +88,8 @@ void FakeConsole::serve() {
                 clients.erase(clients.begin() + static_cast<ptrdiff_t>(i));
                 continue;
             }
-            const int64_t result =
-                request.packet.kind == kDevctlPacketWrite ? int64_t(request.data.size()) : 0;
+            const int64_t taken = int64_t(request.data.size()) - (takesAllOfTexts ? 0 : 1);
+            const int64_t result = request.packet.kind == kDevctlPacketWrite ? taken : 0;
             const int status =
                 request.packet.kind == kDevctlPacketCommand ? statusOfCommands.load() : 0;
             const std::lock_guard lock(mutex_);

@@ -37,7 +37,8 @@ public:
     // Waits until `count` requests came. False only if they never do.
     bool waitFor(size_t count);
 
-    std::atomic<int> statusOfCommands{0};  // the answer to every command
+    std::atomic<int> statusOfCommands{0};     // the answer to every command
+    std::atomic<bool> takesAllOfTexts{true};  // else one byte less of each
 
 private:
     void serve();
