@@ -82,6 +82,11 @@ int handleDevctl(resmgr_context_t* ctp, io_devctl_t* msg, RESMGR_OCB_T* ocb) {
     const int common = iofunc_devctl_default(ctp, msg, ocb);
     if (common != static_cast<int>(_RESMGR_DEFAULT))
         return common;
+    if (static_cast<uint32_t>(msg->i.dcmd) == kCommandOpens) {
+        msg->o = {};
+        msg->o.ret_val = ocb->attr->count;
+        return _RESMGR_PTR(ctp, &msg->o, sizeof(msg->o));
+    }
     Report what = begin(*ctp, _IO_DEVCTL, msg->i.nbytes);
     what.command = static_cast<uint32_t>(msg->i.dcmd);
     readData(ctp, sizeof(*msg), &what);

@@ -22,6 +22,7 @@ enum : uint32_t {
     kCommandValue = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 4, char)),     // ret_val is 1234
     kCommandQuiet = static_cast<uint32_t>(__DIOTF(_DCMD_MISC, 5, char)),    // EOK without a reply
     kCommandBlock = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 6, char)),     // no reply, ever
+    kCommandOpens = static_cast<uint32_t>(__DION(_DCMD_MISC, 6)),  // ret_val: how many there are
     kCommandUnknown = static_cast<uint32_t>(__DIOT(_DCMD_MISC, 0x55, char)),
 };
 

@@ -124,6 +124,9 @@ private:
     std::vector<iovec> parts_;
 };
 
+// Each piece of such a vector fills a request, the last one too: nothing in it tells that it is.
+constexpr int kPartsOfFullPieces = 512;
+
 TEST_P(KernelNodeTest, AVectorOfManyPartsIsOneMessage) {
     for (const size_t count : {2, 15, 16, 31, 32, 33, 127, 128, 300, 1000}) {
         const SpreadParts parts(count, 3);
@@ -136,9 +139,9 @@ TEST_P(KernelNodeTest, AVectorOfManyPartsIsOneMessage) {
 }
 
 TEST_P(KernelNodeTest, EqualVectorsStayApart) {
-    const SpreadParts parts(600, 1);
+    const SpreadParts parts(kPartsOfFullPieces, 1);
     for (int i = 0; i < 3; ++i)
-        ASSERT_EQ(parts.writeTo(client_.get()), 600);
+        ASSERT_EQ(parts.writeTo(client_.get()), kPartsOfFullPieces);
     for (int i = 0; i < 3; ++i)
         expectText(parts.whole());
 }
@@ -158,8 +161,8 @@ TEST_P(KernelNodeTest, AVectorOfLongPartsIsOneMessage) {
 }
 
 TEST_P(KernelNodeTest, ABlockAfterAVectorIsShownAtOnce) {
-    const SpreadParts parts(600, 1);
-    ASSERT_EQ(parts.writeTo(client_.get()), 600);
+    const SpreadParts parts(kPartsOfFullPieces, 1);
+    ASSERT_EQ(parts.writeTo(client_.get()), kPartsOfFullPieces);
     const std::string data = patternBytes(5000);
     ASSERT_EQ(write(client_.get(), data.data(), data.size()), 5000);
     expectText(parts.whole());
@@ -167,8 +170,8 @@ TEST_P(KernelNodeTest, ABlockAfterAVectorIsShownAtOnce) {
 }
 
 TEST_P(KernelNodeTest, ARequestOfTheWriterFollowsItsWrite) {
-    const SpreadParts parts(600, 1);
-    ASSERT_EQ(parts.writeTo(client_.get()), 600);
+    const SpreadParts parts(kPartsOfFullPieces, 1);
+    ASSERT_EQ(parts.writeTo(client_.get()), kPartsOfFullPieces);
     EXPECT_EQ(devctl(client_.get(), static_cast<int>(kCommandNote), nullptr, 0, nullptr), EOK);
     EXPECT_EQ(node_->nextReport().type, static_cast<uint32_t>(_IO_WRITE));
     EXPECT_EQ(node_->nextReport().type, static_cast<uint32_t>(_IO_DEVCTL));
@@ -364,6 +367,22 @@ TEST_P(KernelNodeTest, UnfinishedTextsOfAUserAreBounded) {
         ASSERT_EQ(write(client_.get(), "closed", 6), 6);
         expectText("closed");
     }
+}
+
+TEST_P(KernelNodeTest, OpensThatAreClosedAreForgotten) {
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(open(O_WRONLY));
+    int opens = -1;
+    EXPECT_EQ(devctl(client_.get(), static_cast<int>(kCommandOpens), nullptr, 0, &opens), EOK);
+    EXPECT_EQ(opens, 1);
+}
+
+TEST_P(KernelNodeTest, ACallOfTheSameLengthWithAnotherCodeIsNoCommand) {
+    DevctlMessage message = {};
+    message.header.request.command = static_cast<int>(kCommandNote);
+    EXPECT_EQ(ioctl(client_.get(), _IOWR('V', 3, DevctlMessage), &message), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    EXPECT_FALSE(node_->hasReport());
 }
 
 TEST_P(KernelNodeTest, DescriptorsAndFlagsAreTheKernels) {

@@ -1,13 +1,16 @@
 // What /proc tells of a thread: its texts, and threads that really wait.
 #include "node/fuse/threadCall.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/uio.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -64,6 +67,31 @@ TEST(LookAtThread, SeesAWriteThatWaits) {
     waitpid(child, nullptr, 0);
     close(ends[0]);
     close(ends[1]);
+}
+
+TEST(LookAtThread, CountsTheWritesOfTheThreadAlone) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::atomic<pid_t> writer = 0;
+    std::thread blocked([&] {
+        writer = static_cast<pid_t>(syscall(SYS_gettid));
+        const std::string data(1 << 20, 'x');
+        [[maybe_unused]] const ssize_t written = write(ends[1], data.data(), data.size());
+    });
+    ThreadCall before;
+    while ((before = lookAtThread(writer)).kind != Kind::block)
+        usleep(1000);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(write(nowhere, "x", 1), 1);
+    EXPECT_EQ(lookAtThread(writer).ended, before.ended);
+    char room[65536];
+    size_t left = 1 << 20;
+    while (left > 0)
+        left -= static_cast<size_t>(read(ends[0], room, sizeof room));
+    blocked.join();
+    for (const int fd : {nowhere, ends[0], ends[1]})
+        close(fd);
 }
 
 TEST(LookAtThread, SeesNothingOfAThreadThatIsNotThere) {
