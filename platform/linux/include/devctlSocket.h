@@ -1,7 +1,7 @@
 // For clients of a node that may be a socket: devctl_open() and devctl_write() work whichever way
 // it is served, and with this header devctl() does so too. Header-only, C99 and C++.
 //
-// A node is a file, through FUSE, or a Unix socket at the same path. On a socket the descriptor
+// A node is a device, a file or a Unix socket at the same path. On a socket the descriptor
 // that devctl_open() gives is a connection that only stands for the open: each call makes a
 // connection of its own to where that one leads, and gets its answer there. So threads and
 // processes may share the descriptor, and no answer reaches the wrong one.

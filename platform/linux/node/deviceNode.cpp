@@ -68,25 +68,23 @@ bool DeviceNode::serve(const std::string& path, const std::string& kind, mode_t 
 bool DeviceNode::serveAsDevice(const std::string& path, mode_t mode, DeviceOperations* device) {
     if (!CuseNode::isAvailable(path))
         return false;
-    // A file there would stay, and nobody would reach the device.
-    if (content_ != PlaceContent::nothing) {
-        if (unlink(path.c_str()) != 0)
-            return false;
-        layerError("%s: an ordinary file was there; the device replaces it", path.c_str());
-        content_ = PlaceContent::nothing;
-    }
     lock_.note();
     kernel_ = CuseNode::create(path, mode, device);
-    if (kernel_)
-        keepRightToLookAtClients();
-    return kernel_ != nullptr;
+    if (!kernel_)
+        return false;
+    keepRightToLookAtClients();
+    if (content_ != PlaceContent::nothing)
+        layerError("%s: an ordinary file was there; the device replaces it", path.c_str());
+    return true;
 }
 
 bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) {
     if (!FuseNode::isAvailable() || !mountPoint_.make(path, content_))
         return false;
-    if (content_ == PlaceContent::nothing)
+    if (content_ == PlaceContent::nothing) {
         lock_.note();
+        content_ = PlaceContent::emptyFile;
+    }
     kernel_ = FuseNode::mount(path, device);
     if (kernel_ && content_ == PlaceContent::filledFile)
         layerError("%s: a file with contents is there; the node hides it until the console ends",
@@ -96,11 +94,6 @@ bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) 
         keepRightToLookAtClients();
         return true;
     }
-    const int error = errno;
-    mountPoint_.remove();
-    if (content_ == PlaceContent::emptyFile)
-        content_ = PlaceContent::nothing;
-    errno = error;
     return false;
 }
 

@@ -25,11 +25,6 @@ public:
     const char* data() const { return bytes_.get(); }
     size_t size() const { return size_; }
 
-    void clear() {
-        bytes_.reset();
-        size_ = room_ = 0;
-    }
-
 private:
     bool grow(size_t needed) {
         const size_t room = std::max(needed, room_ + room_ / 2);

@@ -95,8 +95,8 @@ DeviceReply DeviceServer::open(const DeviceRequest& request, int openFlags, iofu
     io_open_t header = {};
     header.connect.type = _IO_CONNECT;
     // The access mode plus one makes the two access bits; the other flags stand above them.
-    header.connect.ioflag =
-        static_cast<uint32_t>((openFlags & ~O_ACCMODE) | ((openFlags + 1) & O_ACCMODE));
+    header.connect.ioflag = static_cast<uint32_t>(openFlags & ~O_ACCMODE) |
+                            ((static_cast<uint32_t>(openFlags) + 1) & O_ACCMODE);
     _extended_context message = messageOf(header);
     receive(request, &message);
     const int returned =

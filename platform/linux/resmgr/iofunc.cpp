@@ -1,5 +1,5 @@
-// The framework's default handlers. Permissions are checked before a message gets here: by the
-// kernel for the file, by the socket's mode for the socket.
+// The framework's default handlers. Permissions are checked before a message gets here, by the
+// kernel: those of the device, of the file, of the socket.
 #include <sys/iofunc.h>
 // The block above gives handles and control blocks their types.
 #include <errno.h>
@@ -23,7 +23,8 @@ constexpr int kSynchronised = O_SYNC | O_DSYNC;
 constexpr int kSettable = O_APPEND | O_NONBLOCK;
 
 int openFlagsOf(const iofunc_ocb_t& ocb) {
-    return (ocb.ioflag & ~O_ACCMODE) | ((ocb.ioflag - 1) & O_ACCMODE);
+    const auto flags = static_cast<uint32_t>(ocb.ioflag);
+    return static_cast<int>((flags & ~uint32_t{O_ACCMODE}) | ((flags - 1) & O_ACCMODE));
 }
 
 void count(iofunc_attr_t* attr, int32_t ioflag, int by) {

@@ -69,8 +69,6 @@ bool CuseNode::makeDevice() {
     };
     operations.open = [](fuse_req_t from, Info* info) { open(from, info); };
     operations.release = [](fuse_req_t from, Info* info) { release(from, info); };
-    operations.flush = [](fuse_req_t from, Info* info) { flush(from, info); };
-    operations.fsync = [](fuse_req_t from, int, Info* info) { fsync(from, info); };
     operations.read = [](fuse_req_t from, size_t size, off_t, Info* info) {
         read(from, size, info);
     };
@@ -110,15 +108,17 @@ bool CuseNode::makeDevice() {
     if (fuse_session_receive_buf(session_, &request) > 0)
         fuse_session_process_buf(session_, &request);
     std::free(request.mem);
-    number_ = numberOf(name);
-    if (number_ != 0 && sessionLives())
-        return true;
+    if (sessionLives())
+        number_ = numberOf(name);
     errno = EEXIST;
-    return false;
+    return number_ != 0;
 }
 
-// The kernel makes the node too where /dev is its own.
+// The kernel makes the node too where /dev is its own, unless a file is there, by which nobody
+// would reach the device.
 bool CuseNode::makeNode(mode_t mode) {
+    if (!isDevice(path_, number_))
+        unlink(path_.c_str());
     if (!isDevice(path_, number_) && mknod(path_.c_str(), S_IFCHR | 0600, number_) != 0)
         return false;
     return chmod(path_.c_str(), mode & 0777) == 0;

@@ -15,8 +15,8 @@ public:
     // is directly in /dev. False with errno.
     static bool isAvailable(const std::string& path);
 
-    // `path` is free; `mode` holds the permissions. Null with errno: EEXIST when another process
-    // serves a device of that name.
+    // What is at `path` may be replaced; `mode` holds the permissions. Null with errno: EEXIST when
+    // another process serves a device of that name.
     static std::unique_ptr<CuseNode> create(const std::string& path, mode_t mode,
                                             DeviceOperations* device);
 

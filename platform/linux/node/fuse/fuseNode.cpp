@@ -145,6 +145,7 @@ bool FuseNode::mountOn() {
 FuseNode::~FuseNode() {
     if (!session_)
         return;
+    stopServing();
     const std::optional<MountEntry> mounted = mountAt(path_);
     const bool ours = mountId_ != kNoMount && mounted && mounted->id == mountId_;
     if (ours || !sessionLives())

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <list>
+#include <new>
 #include <utility>
 
 #include "dispatch/eventLoop.h"
@@ -22,6 +23,13 @@
 namespace {
 
 constexpr size_t kReadRoom = 4096;
+
+// Of all users; the system has no limit of its own.
+constexpr size_t kOpensMax = 4096;
+
+// A text whose next piece does not come for so long is given up: its client is stopped, or gone
+// while others share the open.
+constexpr int kQuietSecondsOfTextMax = 30;
 
 // A thread that sends no piece for two ticks of the console is not in the middle of a write.
 constexpr int kQuietSecondsMax = 2;
@@ -64,13 +72,13 @@ KernelNode::KernelNode(const std::string& path, DeviceOperations* device, const 
       path_(path),
       rules_(rules),
       request_(new fuse_buf{}),
-      shares_(UserShares::ofThisMachine(0)),
+      shares_(UserShares::ofThisMachine(kOpensMax)),
       writes_(&shares_),
       texts_(&shares_) {}
 
 bool KernelNode::serveSession(fuse_session* session) {
     session_ = session;
-    const int requests = fuse_session_fd(session);
+    requests_ = fuse_session_fd(session);
     const auto serve = [](void* node, resmgr_context_t* ctp) {
         static_cast<KernelNode*>(node)->serveRequest(ctp);
     };
@@ -78,21 +86,25 @@ bool KernelNode::serveSession(fuse_session* session) {
         static_cast<KernelNode*>(node)->countSecond(ctp);
     };
     seconds_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-    return seconds_ && fcntl(requests, F_SETFD, FD_CLOEXEC) == 0 &&
-           fcntl(requests, F_SETFL, O_NONBLOCK) == 0 && eventLoopServe(requests, serve, this) &&
+    return seconds_ && fcntl(requests_, F_SETFD, FD_CLOEXEC) == 0 &&
+           fcntl(requests_, F_SETFL, O_NONBLOCK) == 0 && eventLoopServe(requests_, serve, this) &&
            eventLoopServe(seconds_.get(), count, this);
 }
 
 KernelNode::~KernelNode() {
     if (seconds_)
         eventLoopForget(seconds_.get());
-    if (session_) {
-        eventLoopForget(fuse_session_fd(session_));
+    stopServing();
+    if (session_)
         fuse_session_destroy(session_);
-    }
-    for (iofunc_ocb_t* const ocb : opens_)  // of clients that had no time to release them
-        device_->close(nullptr, ocb);
+    while (!opens_.empty())  // of clients that had no time to release them
+        dropOpen(opens_.begin()->first);
     std::free(request_->mem);
+}
+
+void KernelNode::stopServing() {
+    if (requests_ >= 0)
+        eventLoopForget(std::exchange(requests_, -1));
 }
 
 bool KernelNode::sessionLives() const {
@@ -103,7 +115,7 @@ bool KernelNode::sessionLives() const {
 // A console that nobody can reach is of no use; its supervisor can start another.
 void KernelNode::serveRequest(resmgr_context_t* ctp) {
     const int received = fuse_session_receive_buf(session_, request_.get());
-    if (received == -EINTR || received == -EAGAIN)
+    if (received == -EINTR || received == -EAGAIN || received == -ENOMEM)
         return;
     if (received <= 0) {
         layerError("%s: somebody else has taken the node away; the console ends", path_.c_str());
@@ -129,25 +141,47 @@ DeviceRequest KernelNode::requestFrom(fuse_req_t request, const fuse_file_info* 
 }
 
 void KernelNode::negotiate(KernelNode* node, fuse_conn_info* connection) {
-    connection->want &=
-        ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE | FUSE_CAP_SPLICE_MOVE);
+    connection->want &= ~static_cast<unsigned>(FUSE_CAP_SPLICE_READ | FUSE_CAP_SPLICE_WRITE |
+                                               FUSE_CAP_SPLICE_MOVE | FUSE_CAP_ASYNC_DIO);
     connection->max_write = static_cast<unsigned>(node->rules_.blockPiece());
 }
 
 void KernelNode::open(fuse_req_t request, fuse_file_info* info) {
     KernelNode* const node = begin(request);
     iofunc_ocb_t* ocb = nullptr;
-    const DeviceRequest opening = node->requestFrom(request, nullptr);
-    if (answeredError(request, node->device_->open(opening, info->flags, &ocb)))
+    if (answeredError(request, node->addOpen(request, info->flags, &ocb)))
         return;
     info->fh = reinterpret_cast<uint64_t>(ocb);
     info->direct_io = 1;
     info->nonseekable = 1;  // so that the kernel itself refuses pwrite and lseek, where it can
     info->noflush = 1;      // close() need not wait for the service
-    if (fuse_reply_open(request, info) == 0)
-        node->opens_.insert(ocb);
-    else
-        node->device_->close(node->ctp_, ocb);  // the client has gone
+    if (fuse_reply_open(request, info) != 0)
+        node->dropOpen(ocb);  // the client has gone
+}
+
+DeviceReply KernelNode::addOpen(fuse_req_t request, int flags, iofunc_ocb_t** ocb) {
+    const uid_t user = fuse_req_ctx(request)->uid;
+    if (!shares_.takeConnection(user))
+        return DeviceReply::refusal(EUSERS);
+    const DeviceReply reply = device_->open(requestFrom(request, nullptr), flags, ocb);
+    try {
+        if (reply.error == EOK)
+            opens_.emplace(*ocb, user);
+    } catch (const std::bad_alloc&) {
+        device_->close(ctp_, *ocb);
+        shares_.giveConnection(user);
+        return DeviceReply::refusal(ENOMEM);
+    }
+    if (reply.error != EOK)
+        shares_.giveConnection(user);
+    return reply;
+}
+
+void KernelNode::dropOpen(iofunc_ocb_t* ocb) {
+    const auto found = opens_.find(ocb);
+    shares_.giveConnection(found->second);
+    opens_.erase(found);
+    device_->close(ctp_, ocb);
 }
 
 void KernelNode::release(fuse_req_t request, fuse_file_info* info) {
@@ -159,8 +193,7 @@ void KernelNode::release(fuse_req_t request, fuse_file_info* info) {
     while (!node->texts_.takeOne(isOfOpen).empty()) {
     }
     node->blockWriters_.erase(info->fh);
-    node->opens_.erase(ocbOf(info));
-    node->device_->close(node->ctp_, ocbOf(info));
+    node->dropOpen(ocbOf(info));
     fuse_reply_err(request, 0);
 }
 
@@ -238,11 +271,15 @@ ThreadCall KernelNode::callOf(const Writer& writer, size_t size, const Unfinishe
         return before->call;
     if (!before && size < rules_.smallestPiece())
         return {};
-    if (!before && size < rules_.blockPiece() && blockWriters_.count(writer.handle) > 0)
+    if (!before && size < rules_.knownBlock() && blockWriters_.count(writer.handle) > 0)
         return {};
     const ThreadCall call = lookAtThread(writer.thread);
-    if (rules_.offsetsBeginAnew && call.kind == ThreadCall::Kind::block)
-        blockWriters_.insert(writer.handle);
+    try {
+        if (rules_.offsetsBeginAnew && call.kind == ThreadCall::Kind::block)
+            blockWriters_.insert(writer.handle);
+    } catch (const std::bad_alloc&) {
+        // it is looked at once more
+    }
     return call;
 }
 
@@ -309,8 +346,10 @@ DeviceReply KernelNode::takeText(const Writer& writer, const void* in, size_t si
         texts_.takeOne(isThis);
         return DeviceReply::refusal(error);
     }
-    if (!last)
+    if (!last) {
+        startSeconds();
         return {};
+    }
     const std::list<UnfinishedWrite> whole = texts_.takeOne(isThis);
     return deliver(writer, whole.front().bytes.data(), whole.front().bytes.size());
 }
@@ -327,11 +366,18 @@ void KernelNode::countSecond(resmgr_context_t* ctp) {
     if (::read(seconds_.get(), &expiries, sizeof expiries) < 0)
         return;
     writes_.countSecond();
+    texts_.countSecond();
+    while (!texts_
+                .takeOne([](const UnfinishedWrite& text) {
+                    return text.quietSeconds > kQuietSecondsOfTextMax;
+                })
+                .empty()) {
+    }
     ctp_ = ctp;
     finishWrites(
         [](const UnfinishedWrite& write) { return write.quietSeconds > kQuietSecondsMax; });
     ctp_ = nullptr;
     const itimerspec never = {};
-    if (writes_.empty() && std::exchange(counting_, false))
+    if (writes_.empty() && texts_.empty() && std::exchange(counting_, false))
         timerfd_settime(seconds_.get(), 0, &never, nullptr);
 }

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "node/deviceOperations.h"
@@ -31,6 +32,7 @@ protected:
     // Serves the session from now on, and destroys it at the end. False with errno.
     bool serveSession(fuse_session* session);
     bool sessionLives() const;
+    void stopServing();  // before the session's descriptor is closed
 
     // Any request of a thread shows that its unfinished write is over.
     static KernelNode* begin(fuse_req* request);
@@ -57,6 +59,8 @@ protected:
 
 private:
     void serveRequest(resmgr_context_t* ctp);
+    DeviceReply addOpen(fuse_req* request, int flags, iofunc_ocb_t** ocb);
+    void dropOpen(iofunc_ocb_t* ocb);
     ThreadCall callOf(const Writer& writer, size_t size, const UnfinishedWrite* before);
     DeviceReply takePiece(const Writer& writer, const char* data, size_t size, int64_t offset);
     DeviceReply takeText(const Writer& writer, const void* in, size_t size);
@@ -69,7 +73,8 @@ private:
     const PieceRules rules_;
     resmgr_context_t* ctp_ = nullptr;  // the context in use while a request is handled
     std::unique_ptr<fuse_buf> request_;
-    std::unordered_set<iofunc_ocb_t*> opens_;  // of the clients, until they are released
+    int requests_ = -1;                               // the session's descriptor, once it is served
+    std::unordered_map<iofunc_ocb_t*, uid_t> opens_;  // and their users, until they are released
     std::unordered_set<uint64_t>
         blockWriters_;  // of those, the ones that were seen to write blocks
     UserShares shares_;

@@ -14,6 +14,10 @@ size_t PieceRules::blockPiece() const {
     return (pages - 1) * pageBytes() + 1;
 }
 
+size_t PieceRules::knownBlock() const {
+    return 2 * pageBytes();
+}
+
 bool PieceRules::mayGoOn(size_t size, uint64_t before, const ThreadCall& call) const {
     if (size < smallestPiece())
         return false;

@@ -16,6 +16,10 @@ struct PieceRules {
     // one byte more than fits all pages but one touches all of them at most. The node asks for it.
     size_t blockPiece() const;
 
+    // Of an open that writes blocks, pieces below this are taken for the end of a write: only a
+    // vector of nearly half as many parts as there are pages could have such a piece and go on.
+    size_t knownBlock() const;
+
     // Fewer bytes than this are the end of a write, in however many parts they came.
     size_t smallestPiece() const { return pages - 1; }
 

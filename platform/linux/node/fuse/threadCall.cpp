@@ -1,10 +1,10 @@
 #include "node/fuse/threadCall.h"
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -14,8 +14,16 @@
 
 namespace {
 
-// A thread whose request is here needs some microseconds more to come to sleep.
-constexpr int kLooks = 1000;
+using Clock = std::chrono::steady_clock;
+
+// A thread whose request is here needs some microseconds more to come to sleep, if it gets a
+// processor.
+constexpr Clock::duration kPatience = std::chrono::milliseconds(1);
+
+// Looking may take as long as a hostile thread is kept from its processor. So after a look that
+// took long nothing is looked at for a hundred times as long.
+constexpr Clock::duration kLong = 5 * kPatience;
+constexpr int kRest = 100;
 
 constexpr size_t kFileBytes = 512;  // both files are shorter
 
@@ -55,21 +63,26 @@ ThreadCall threadCallOf(const char* syscall, const char* io) {
 }
 
 ThreadCall lookAtThread(pid_t thread) {
+    static Clock::time_point restsUntil;
+    const Clock::time_point began = Clock::now();
+    if (began < restsUntil)
+        return {};
     const std::string folder = "/proc/" + std::to_string(thread);
     const FileDescriptor syscallFile(open((folder + "/syscall").c_str(), O_RDONLY | O_CLOEXEC));
     if (thread <= 0 || !syscallFile)
         return {};
     char syscall[kFileBytes];
-    readText(syscallFile.get(), syscall);
-    for (int i = 1; i < kLooks && isRunning(syscall); ++i) {
-        sched_yield();
+    do
         readText(syscallFile.get(), syscall);
-    }
+    while (isRunning(syscall) && Clock::now() - began < kPatience);
     // The folder of a thread counts for its whole process; the one below "task" does not.
     const std::string ioPath = folder + "/task/" + std::to_string(thread) + "/io";
     const FileDescriptor ioFile(open(ioPath.c_str(), O_RDONLY | O_CLOEXEC));
     char io[kFileBytes] = "";
     if (ioFile)
         readText(ioFile.get(), io);
+    const Clock::duration took = Clock::now() - began;
+    if (took > kLong)
+        restsUntil = began + kRest * took;
     return threadCallOf(syscall, io);
 }

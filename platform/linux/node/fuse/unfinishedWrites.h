@@ -46,14 +46,15 @@ public:
     UnfinishedWrite* find(const Writer& writer);  // null when there is none
 
     // Appends a piece to the writer's write, which begins with it if there is none; `next` is where
-    // the one after it begins. ENOBUFS beyond the user's share, ENOMEM: then nothing has changed.
+    // the one after it begins. ENOBUFS beyond the user's share, ENOMEM: then the write is as
+    // before.
     int append(const Writer& writer, const void* data, size_t size, uint64_t next);
 
     // Takes out one that `isWanted` says yes to: a list of it, or an empty one.
     template <typename Condition>
     std::list<UnfinishedWrite> takeOne(Condition isWanted) {
         std::list<UnfinishedWrite> taken;
-        for (auto write = writes_.begin(); write != writes_.end() && taken.empty(); ++write)
+        for (auto write = writes_.begin(); write != writes_.end(); ++write)
             if (isWanted(*write)) {
                 taken.splice(taken.end(), writes_, write);
                 break;

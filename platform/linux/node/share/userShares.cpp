@@ -60,16 +60,19 @@ void UserShares::remove(uid_t user, const Held& less) {
 }
 
 bool UserShares::takeBytes(uid_t user, size_t bytes) {
-    if (bytes > limits_.userBytes - heldBy(user).bytes || bytes > limits_.allBytes - allBytes_ ||
-        !add(user, {bytes, 0}))
+    const bool fits = bytes <= limits_.userBytes - heldBy(user).bytes &&
+                      (user == kRoot || bytes <= limits_.allBytes - allBytes_);
+    if (!fits || !add(user, {bytes, 0}))
         return false;
-    allBytes_ += bytes;
+    if (user != kRoot)
+        allBytes_ += bytes;
     return true;
 }
 
 void UserShares::giveBytes(uid_t user, size_t bytes) {
     remove(user, {bytes, 0});
-    allBytes_ -= bytes;
+    if (user != kRoot)
+        allBytes_ -= bytes;
 }
 
 bool UserShares::takeConnection(uid_t user) {

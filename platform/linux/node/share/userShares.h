@@ -12,7 +12,7 @@ class UserShares {
 public:
     struct Limits {
         size_t userBytes;        // of one user
-        size_t allBytes;         // of all users together
+        size_t allBytes;         // of all users but root together
         size_t userConnections;  // of one user other than root
     };
 

@@ -29,6 +29,7 @@ constexpr uid_t kRoot = 0;
 constexpr int kBacklog = 1024;
 // Until a client is accepted that could not be for lack of memory or descriptors.
 constexpr long kRestNanoseconds = 100000000;
+constexpr rlim_t kFilesMax = 4096;   // however many the system grants
 constexpr size_t kOwnFiles = 32;     // that the service needs besides its connections
 constexpr size_t kReservedPart = 8;  // of the connections, for root alone
 
@@ -42,7 +43,8 @@ size_t raiseDescriptorLimit() {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
     getrlimit(RLIMIT_NOFILE, &limit);
-    return limit.rlim_cur - std::min<rlim_t>(limit.rlim_cur, kOwnFiles);
+    const rlim_t files = std::min(limit.rlim_cur, kFilesMax);
+    return files - std::min<rlim_t>(files, kOwnFiles);
 }
 
 // A sender that passes descriptors fails then, where the system can do that. Elsewhere the system

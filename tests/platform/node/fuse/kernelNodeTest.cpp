@@ -369,6 +369,35 @@ TEST_P(KernelNodeTest, UnfinishedTextsOfAUserAreBounded) {
     }
 }
 
+TEST_P(KernelNodeTest, OpensOfAUserAreBoundedAndGivenBack) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can act as another user";
+    chmod(folder_.path().c_str(), 0755);
+    const rlimit enough = {4096, 4096};
+    const pid_t user = fork();
+    if (user == 0) {
+        if (setrlimit(RLIMIT_NOFILE, &enough) != 0 || setgid(4321) != 0 || setuid(4321) != 0)
+            _exit(1);
+        const size_t share = UserShares::ofThisMachine(4096).userConnections;
+        for (int round = 0; round < 2; ++round) {
+            std::vector<FileDescriptor> opens;
+            for (size_t i = 0; i < share; ++i) {
+                opens.push_back(open(O_WRONLY));
+                if (!opens.back())
+                    _exit(2);
+            }
+            if (open(O_WRONLY) || errno != EUSERS)
+                _exit(3);
+        }
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(user, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_TRUE(open(O_WRONLY));
+}
+
 TEST_P(KernelNodeTest, OpensThatAreClosedAreForgotten) {
     for (int i = 0; i < 100; ++i)
         ASSERT_TRUE(open(O_WRONLY));

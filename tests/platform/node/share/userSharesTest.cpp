@@ -35,7 +35,16 @@ TEST_F(UserSharesTest, AllUsersTogetherMayHoldTwoShares) {
     EXPECT_TRUE(shares_.takeBytes(kBob, 99));
     EXPECT_FALSE(shares_.takeBytes(kCid, 2));
     EXPECT_TRUE(shares_.takeBytes(kCid, 1));
+    EXPECT_FALSE(shares_.takeBytes(kCid, 1));
+}
+
+TEST_F(UserSharesTest, RootHasAShareOfItsOwn) {
+    EXPECT_TRUE(shares_.takeBytes(kAnn, 100));
+    EXPECT_TRUE(shares_.takeBytes(kRoot, 100));
     EXPECT_FALSE(shares_.takeBytes(kRoot, 1));
+    EXPECT_TRUE(shares_.takeBytes(kBob, 100));
+    shares_.giveBytes(kRoot, 100);
+    EXPECT_FALSE(shares_.takeBytes(kCid, 1));
 }
 
 TEST_F(UserSharesTest, BytesThatWereGivenBackCanBeTakenAgain) {
