@@ -115,7 +115,7 @@ class SocketOnly(unittest.TestCase):
 
     def test_a_file_that_is_insisted_on_is_refused(self):
         said, node = run_console(self.program, VELKARIS_NODE_KIND="fuse")
-        self.assertIn(f"velkaris: {node}: FUSE cannot be had: Operation not supported\n", said)
+        self.assertIn(f"velkaris: {node}: cannot be served by fuse: Operation not supported\n", said)
 
     def test_a_capture_is_refused_in_one_line(self):
         said, node = run_console(self.program, VELKARIS_CAPTURE="/nonexistent")
