@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "dispatch/channel.h"
@@ -21,6 +22,7 @@ namespace {
 
 // Room for the replies of the default handlers.
 constexpr size_t kMessageBytesMin = 256;
+constexpr mode_t kPermissions = 0777;
 
 struct AttachedNode {
     pid_t owner;  // a child that was forked leaves its parent's node alone
@@ -75,9 +77,17 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
     const int link = static_cast<int>(attachedNodes().size());
     const LayerSettings settings = readLayerSettings();
     const std::string nodePath = settings.nodePath.empty() ? path : settings.nodePath;
+    const std::optional<NodeRights> rights = parseNodeRights(
+        settings.nodeMode, settings.nodeGroup, {handle->mode & kPermissions, kOwnersGroup});
+    if (!rights)
+        return -1;
+    // A file's rights are what the record says, from the first request on.
+    handle->mode = (handle->mode & ~kPermissions) | rights->mode;
+    if (rights->group != kOwnersGroup)
+        handle->gid = rights->group;
     std::unique_ptr<AttachedNode> attached(
         new AttachedNode{getpid(), DeviceServer(connect_funcs, io_funcs, handle, link), nullptr});
-    attached->node = DeviceNode::make(nodePath, settings.nodeKind, handle->mode, &attached->server);
+    attached->node = DeviceNode::make(nodePath, settings.nodeKind, *rights, &attached->server);
     if (!attached->node)
         return -1;
     attachedNodes().push_back(std::move(attached));
