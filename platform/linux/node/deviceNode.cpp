@@ -73,6 +73,7 @@ bool DeviceNode::serveAsDevice(const std::string& path, const NodeRights& rights
     kernel_ = CuseNode::create(path, rights, device);
     if (!kernel_)
         return false;
+    kind_ = "cuse";
     keepRightToLookAtClients();
     if (content_ != PlaceContent::nothing)
         layerError("%s: an ordinary file was there; the device replaces it", path.c_str());
@@ -93,6 +94,7 @@ bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) 
     if (kernel_) {
         keepRightToUnmount();
         keepRightToLookAtClients();
+        kind_ = "fuse";
         return true;
     }
     return false;

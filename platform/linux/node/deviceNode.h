@@ -20,6 +20,8 @@ public:
     static std::unique_ptr<DeviceNode> make(const std::string& path, const std::string& kind,
                                             const NodeRights& rights, DeviceOperations* device);
 
+    const char* kind() const { return kind_; }  // "cuse", "fuse", "socket"
+
 private:
     bool serve(const std::string& path, const std::string& kind, const NodeRights& rights,
                DeviceOperations* device);
@@ -27,6 +29,7 @@ private:
     bool serveAsFile(const std::string& path, DeviceOperations* device);
     bool serveAsSocket(const std::string& path, const NodeRights& rights, DeviceOperations* device);
 
+    const char* kind_ = "socket";
     PlaceContent content_ = PlaceContent::nothing;  // of the path now
     // They go in reverse: first the node, then what it stood on, then the lock.
     NodeLock lock_;

@@ -17,6 +17,7 @@
 #include "privileges/privileges.h"
 #include "resmgr/deviceServer.h"
 #include "settings/layerSettings.h"
+#include "supervisor/supervisor.h"
 
 namespace {
 
@@ -38,9 +39,12 @@ std::vector<std::unique_ptr<AttachedNode>>& attachedNodes() {
 
 // Unmounts, removes what was made. Runs in whatever way the process calls exit().
 void detachNodes() {
-    for (std::unique_ptr<AttachedNode>& attached : attachedNodes())
-        if (attached->owner == getpid())
-            attached->node.reset();
+    for (std::unique_ptr<AttachedNode>& attached : attachedNodes()) {
+        if (attached->owner != getpid())
+            continue;
+        tellSupervisorStopping();
+        attached->node.reset();
+    }
 }
 
 // The display is open and the node is there: what is left to do needs few rights.
@@ -69,6 +73,7 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
         channelReserve(dpp, messageBytes, std::max(attr ? attr->nparts_max : 1u, 1u));
     if (reserved != EOK)
         return fail(reserved);
+    meetSupervisor();
     // Before there is anything to tidy up.
     static const bool tidiesUp = installEndSignals() && std::atexit(detachNodes) == 0;
     if (!tidiesUp)
@@ -90,7 +95,9 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
     attached->node = DeviceNode::make(nodePath, settings.nodeKind, *rights, &attached->server);
     if (!attached->node)
         return -1;
+    const std::string kind = attached->node->kind();
     attachedNodes().push_back(std::move(attached));
     keepOnlyWhatServingNeeds(nodePath, settings.captureFolder);
+    tellSupervisorReady(nodePath + " (" + kind + ")");
     return link;
 }
