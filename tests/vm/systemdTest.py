@@ -10,7 +10,9 @@ the reason, where the machine cannot be made.
 import pathlib
 import platform
 import re
+import shlex
 import sys
+import textwrap
 import unittest
 
 from bootedConsoleTest import (CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE, CAP_SYS_TTY_CONFIG,
@@ -19,7 +21,7 @@ from debianPackages import Unavailable, requireProgram
 from guestConsole import FONT_SIZE, GuestConsole
 from machine import FIRST_DISPLAY
 from machineImage import FONT, buildImage
-from systemdImage import addSystemd
+from systemdImage import UNIT_FOLDER, addSystemd
 
 SERVICE = "velkaris.service"
 FRAMES = "/frames"
@@ -122,6 +124,68 @@ class ConsoleOfSystemd(MachineTest):
             self.assertIn("Read-only file system", output)
         self.assertEqual(self.machine.run(f"ls -A {process}/root/root"), "")
 
+    # A drop-in of the running machine, after the other one, gone after the scenario.
+    def addDropIn(self, text):
+        folder = f"/run/systemd/system/{SERVICE}.d"
+        lines = " ".join(map(shlex.quote, text.splitlines()))
+        self.addCleanup(self.machine.run, f"rm -r {folder}; systemctl daemon-reload; "
+                                          f"systemctl stop {SERVICE}")
+        self.machine.run(f"mkdir -p {folder}; printf '%s\\n' {lines} >{folder}/to-the-end.conf; "
+                         "systemctl daemon-reload")
+
+    def testTerminalIsGivenAndTakenBack(self):
+        console = self.awaitService()
+        self.machine.run("chvt 3")
+        self.assertKernelDrawsOn("tty3")
+        self.machine.run("chvt 1")
+        playSession(console)
+        self.assertShown(console)
+
+    def testDisplayThatIsPluggedInIsFound(self):
+        console = self.awaitService()
+        connector = f"/sys/class/drm/{self.cardOf('bochs-drm')}-Virtual-1/status"
+        self.machine.run(f"echo off >{connector}")
+        console.write("served without a display")
+        console.awaitNextFrame()
+        self.machine.run(f"echo detect >{connector}")
+        playSession(console)
+        self.assertShown(console)
+
+    # What it does to tell where a client's write ends, by a program in the same sandbox.
+    def testSandboxLetsItLookAtClientsOfOtherUsers(self):
+        client = "start-stop-daemon -S -b -m -p /run/client -c guest -x /bin/sleep -- 1000"
+        self.machine.run(client)
+        self.machine.waitUntil("[ -s /run/client ]")
+        pid = self.machine.run("cat /run/client").strip()
+        self.addCleanup(self.machine.run, f"kill {pid}")
+        changes = (f"s,^ExecStart=.*,ExecStart=cat /proc/{pid}/syscall /proc/{pid}/io,; "
+                   "s/^Type=.*/Type=oneshot/; /^Watchdog/d; /^Restart/d; /^RuntimeD/d")
+        self.machine.run(f"sed {shlex.quote(changes)} {UNIT_FOLDER}/{SERVICE} "
+                         ">/run/systemd/system/look.service; systemctl start look")
+        seen = self.machine.run("journalctl -o cat -u look")
+        self.assertRegex(seen, r"(?m)^(running|\d+ 0x)")
+        self.assertIn("syscw:", seen)
+
+    def testOtherNodesAreSeenByAll(self):
+        document = (pathlib.Path(__file__).resolve().parents[2] / "docs/systemd.md").read_text()
+        forFile = textwrap.dedent(re.search(r"(?m)(^    \[Service\]\n(^    .*\n)+)", document)[0])
+        # Frames are kept without it there.
+        forFile += "ReadWritePaths=\n"
+        forSocket = "[Service]\nEnvironment=VELKARIS_NODE_KIND=socket\n"
+        for kind, dropIn, file in [("fuse", forFile, "regular empty file"),
+                                   ("socket", forSocket, "socket")]:
+            with self.subTest(kind=kind):
+                self.addDropIn(dropIn)
+                console = self.startService("restart")
+                self.assertIn(f"({kind})", console.property("StatusText"))
+                self.assertEqual(self.machine.run(f"stat -c '%F %a %g' {console.node}").strip(),
+                                 f"{file} 660 {GROUP}")
+                console.command("status", "seen from outside")
+                console.command("add", "item", "An item", "37")
+                self.assertShown(console)
+                self.doCleanups()
+                self.machine.run(f"! [ -e {console.node} ]")
+
     def testWatchdogIsFedAndEndsAConsoleThatHangs(self):
         console = self.awaitService()
         before = console.property("WatchdogTimestampMonotonic")
@@ -165,7 +229,7 @@ class ConsoleOfSystemd(MachineTest):
         self.assertEqual(console.property("Result"), "success")
         self.assertEqual(console.property("ActiveState"), "inactive")
         self.machine.run(f"! [ -e {console.node} ]; ! [ -e /proc/{console.pid} ]")
-        self.assertEqual(self.machine.run("ls -A /run/velkaris"), "")
+        self.machine.run("! [ -e /run/velkaris/%2fdev%2fVelkaris ]")  # its lock
         self.assertKernelDrawsOn("tty1")
 
     def testPowerOffEndsIt(self):
@@ -180,9 +244,13 @@ class ConsoleOfSystemd(MachineTest):
 SCENARIOS = [
     "testBootStartsItAndTheDisplayShowsWhatHeadlessDraws",
     "testSandboxHolds",
+    "testSandboxLetsItLookAtClientsOfOtherUsers",
+    "testTerminalIsGivenAndTakenBack",
+    "testDisplayThatIsPluggedInIsFound",
     "testRestartShowsTheNextConsole",
     "testWatchdogIsFedAndEndsAConsoleThatHangs",
     "testLinesOfTheLayerHaveAPriority",
+    "testOtherNodesAreSeenByAll",
     "testStopLeavesNothing",
     "testPowerOffEndsIt",
 ]
