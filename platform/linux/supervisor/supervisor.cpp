@@ -57,7 +57,7 @@ public:
         size_ = offsetof(sockaddr_un, sun_path) + path.size();
         if (isAbstract)
             address_.sun_path[0] = '\0';
-        socket_.reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        socket_.reset(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     }
 
     void setWindow(std::string window) { window_ = oneLine(std::move(window)); }
