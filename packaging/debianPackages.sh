@@ -11,7 +11,8 @@ quick_test_packages="libgtest-dev libgmock-dev libx11-dev libxcb-record0-dev pyt
 
 # Builds and runs all other tests besides. Mesa is what the renderer gl is tested with.
 test_packages="libegl1 libgles2 libgl1-mesa-dri xvfb socat weston cage xwayland pv rsync zsh fish
-    mandoc groff-base clang clang-tidy libclang-rt-14-dev qemu-system-x86"
+    mandoc groff-base clang clang-tidy libclang-rt-14-dev qemu-system-x86
+    systemd"
 
 # install_packages PACKAGE...: returns non-zero, after saying why, if they cannot be had.
 install_packages() {

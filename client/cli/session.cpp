@@ -4,16 +4,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
-
-std::string shownNode(const Options& options) {
+std::string nodePath(const Options& options) {
     if (options.device)
         return *options.device;
     const char* chosen = std::getenv("VELKARIS_NODE");
     return chosen && *chosen ? chosen : "/dev/Velkaris";
 }
-
-}  // namespace
 
 void complain(const Options& options, const std::string& message) {
     if (!options.quiet)
@@ -33,6 +29,6 @@ int Session::open() {
 int Session::report(int error) const {
     if (error == 0)
         return kDone;
-    complain(options_, shownNode(options_) + ": " + velkaris_error_text(error));
+    complain(options_, nodePath(options_) + ": " + velkaris_error_text(error));
     return error == ENODEV ? kNoConsole : kFailed;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "cli/commandLine.h"
 #include "cli/exitStatus.h"
@@ -27,6 +28,9 @@ private:
     const Options options_;
     std::unique_ptr<velkaris_console, Close> console_;
 };
+
+// The node that the library takes with these options.
+std::string nodePath(const Options& options);
 
 // One line on standard error in velkarisctl's name, unless the options ask for quiet.
 void complain(const Options& options, const std::string& message);

@@ -1,4 +1,6 @@
 // Waits until a console answers, for scripts that start one.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -26,10 +28,18 @@ struct Deadline {
     bool passed() const { return !never && left().count() == 0; }
 };
 
+// A node is its owner's alone until the console that makes it has given it to its users.
+bool isBeingMade(const std::string& path) {
+    constexpr mode_t kOfOthers = S_IRWXG | S_IRWXO;
+    struct stat found;
+    return stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode) &&
+           (found.st_mode & kOfOthers) == 0;
+}
+
 // Waiting mends everything else: a console that starts, a shortage.
-bool staysSo(int error) {
-    return error == EACCES || error == EPERM || error == ENOTDIR || error == ELOOP ||
-           error == ENAMETOOLONG;
+bool staysSo(int error, const std::string& path) {
+    return (error == EACCES && !isBeingMade(path)) || error == EPERM || error == ENOTDIR ||
+           error == ELOOP || error == ENAMETOOLONG;
 }
 
 // An attempt takes no longer than until the deadline, unless that is so near that even a console
@@ -62,7 +72,7 @@ int waitVerb(const Options& options, const Operands&) {
     const Session session(options);
     for (;;) {
         const int error = attempt(options, attemptLimit(options, deadline));
-        if (error == 0 || staysSo(error))
+        if (error == 0 || staysSo(error, nodePath(options)))
             return session.report(error);
         if (deadline.passed()) {
             session.report(error);

@@ -130,9 +130,9 @@ class Machine:
             if "return" in message:
                 return message["return"]
 
-    def powerOff(self):
+    def powerOff(self, command="poweroff"):
         """Asks the machine's init to power off and waits for it: the reason that QEMU gives."""
-        self._commands.sendall(b"poweroff\n")
+        self._commands.sendall(command.encode() + b"\n")
         while not any(event["event"] == "SHUTDOWN" for event in self._events):
             self._nextMonitorMessage()
         self._process.wait(HANG_SECONDS)

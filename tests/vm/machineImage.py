@@ -34,8 +34,8 @@ class MachineImage:
         self.initramfs = initramfs
 
 
-def buildImage(cache, programs, addMore=None):
-    """Makes the image in the folder `cache`. `programs` are in the guest's /bin, and also found
+def buildImage(cache, programs, addMore=None, name="initramfs"):
+    """Makes the image of that name in the folder `cache`. `programs` are in the guest's /bin, and also found
     under the paths that they have here, by which tests know them. `addMore` gets the image before
     it is written."""
     cache.mkdir(parents=True, exist_ok=True)
@@ -51,7 +51,7 @@ def buildImage(cache, programs, addMore=None):
     if addMore:
         addMore(image)
 
-    archive = cache / "initramfs.cpio"
+    archive = cache / f"{name}.cpio"
     image.write(archive)
     return MachineImage(next((kernelFiles / "boot").glob("vmlinuz-*")), archive)
 
@@ -158,6 +158,12 @@ def _addPrograms(image, programs):
         if program.parent != pathlib.Path("/usr/bin"):
             image.addLink(str(program.resolve()), f"/usr/bin/{program.name}")
         _addLibraries(image, program)
+
+
+def addProgram(image, program, path):
+    """With its libraries; `path` is the guest's."""
+    image.addFile(path, _present(program))
+    _addLibraries(image, program)
 
 
 def _addLibraries(image, binary):

@@ -13,6 +13,7 @@
 #include "dispatch/channel.h"
 #include "dispatch/eventLoop.h"
 #include "dispatch/pulseTimers.h"
+#include "supervisor/supervisor.h"
 
 namespace {
 
@@ -138,6 +139,7 @@ void handlePulse(message_context_t* ctp, const struct sigevent& event) {
     const Clock::time_point began = Clock::now();
     handler.func(ctp, code, 0, handler.handle);
     turns.pulseEnds(began, Clock::now());
+    tellSupervisorOfTick();
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ void keepRightToLookAtClients() {
 }  // namespace
 
 std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std::string& kind,
-                                             mode_t mode, DeviceOperations* device) {
+                                             const NodeRights& rights, DeviceOperations* device) {
     if (!kind.empty() && kind != "cuse" && kind != "fuse" && kind != "socket") {
         layerError("VELKARIS_NODE_KIND is \"%s\", neither \"cuse\" nor \"fuse\" nor \"socket\"",
                    kind.c_str());
@@ -42,7 +42,7 @@ std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std:
     auto node = std::make_unique<DeviceNode>();
     if (canonical.empty() || !node->lock_.take(canonical))
         return nullptr;
-    if (node->serve(canonical, kind, mode, device))
+    if (node->serve(canonical, kind, rights, device))
         return node;
     const int error = errno;
     node.reset();
@@ -50,28 +50,30 @@ std::unique_ptr<DeviceNode> DeviceNode::make(const std::string& path, const std:
     return nullptr;
 }
 
-bool DeviceNode::serve(const std::string& path, const std::string& kind, mode_t mode,
+bool DeviceNode::serve(const std::string& path, const std::string& kind, const NodeRights& rights,
                        DeviceOperations* device) {
     content_ = clearNodePlace(path, lock_.foundNote());
     if (content_ == PlaceContent::refused)
         return false;
-    if (kind != "fuse" && kind != "socket" && serveAsDevice(path, mode, device))
+    if (kind != "fuse" && kind != "socket" && serveAsDevice(path, rights, device))
         return true;
     if (kind != "cuse" && kind != "socket" && serveAsFile(path, device))
         return true;
     if (kind != "cuse" && kind != "fuse")
-        return serveAsSocket(path, mode, device);
+        return serveAsSocket(path, rights, device);
     layerError("%s: cannot be served by %s: %s", path.c_str(), kind.c_str(), std::strerror(errno));
     return false;
 }
 
-bool DeviceNode::serveAsDevice(const std::string& path, mode_t mode, DeviceOperations* device) {
+bool DeviceNode::serveAsDevice(const std::string& path, const NodeRights& rights,
+                               DeviceOperations* device) {
     if (!CuseNode::isAvailable(path))
         return false;
     lock_.note();
-    kernel_ = CuseNode::create(path, mode, device);
+    kernel_ = CuseNode::create(path, rights, device);
     if (!kernel_)
         return false;
+    kind_ = "cuse";
     keepRightToLookAtClients();
     if (content_ != PlaceContent::nothing)
         layerError("%s: an ordinary file was there; the device replaces it", path.c_str());
@@ -92,12 +94,14 @@ bool DeviceNode::serveAsFile(const std::string& path, DeviceOperations* device) 
     if (kernel_) {
         keepRightToUnmount();
         keepRightToLookAtClients();
+        kind_ = "fuse";
         return true;
     }
     return false;
 }
 
-bool DeviceNode::serveAsSocket(const std::string& path, mode_t mode, DeviceOperations* device) {
+bool DeviceNode::serveAsSocket(const std::string& path, const NodeRights& rights,
+                               DeviceOperations* device) {
     if (content_ == PlaceContent::filledFile) {
         layerError("%s: is a file with contents, which a socket would not keep; move it away first",
                    path.c_str());
@@ -106,7 +110,7 @@ bool DeviceNode::serveAsSocket(const std::string& path, mode_t mode, DeviceOpera
     }
     if (content_ == PlaceContent::emptyFile && unlink(path.c_str()) != 0)
         layerError("%s: %s", path.c_str(), std::strerror(errno));
-    socket_ = SocketNode::listen(path, mode, device);
+    socket_ = SocketNode::listen(path, rights, device);
     if (!socket_)
         return false;
     layerError("%s: served as a socket; shell redirection to it will not work, use velkarisctl",

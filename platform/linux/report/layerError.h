@@ -3,4 +3,5 @@
 #pragma once
 
 // One line on standard error: "velkaris: ", the printf-like text, a line feed. Cut at 1 KiB.
+// The journal gets the priority of an error before it.
 [[gnu::format(printf, 1, 2)]] void layerError(const char* format, ...);

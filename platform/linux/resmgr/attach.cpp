@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "dispatch/channel.h"
@@ -16,11 +17,13 @@
 #include "privileges/privileges.h"
 #include "resmgr/deviceServer.h"
 #include "settings/layerSettings.h"
+#include "supervisor/supervisor.h"
 
 namespace {
 
 // Room for the replies of the default handlers.
 constexpr size_t kMessageBytesMin = 256;
+constexpr mode_t kPermissions = 0777;
 
 struct AttachedNode {
     pid_t owner;  // a child that was forked leaves its parent's node alone
@@ -36,9 +39,12 @@ std::vector<std::unique_ptr<AttachedNode>>& attachedNodes() {
 
 // Unmounts, removes what was made. Runs in whatever way the process calls exit().
 void detachNodes() {
-    for (std::unique_ptr<AttachedNode>& attached : attachedNodes())
-        if (attached->owner == getpid())
-            attached->node.reset();
+    for (std::unique_ptr<AttachedNode>& attached : attachedNodes()) {
+        if (attached->owner != getpid())
+            continue;
+        tellSupervisorStopping();
+        attached->node.reset();
+    }
 }
 
 // The display is open and the node is there: what is left to do needs few rights.
@@ -67,6 +73,7 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
         channelReserve(dpp, messageBytes, std::max(attr ? attr->nparts_max : 1u, 1u));
     if (reserved != EOK)
         return fail(reserved);
+    meetSupervisor();
     // Before there is anything to tidy up.
     static const bool tidiesUp = installEndSignals() && std::atexit(detachNodes) == 0;
     if (!tidiesUp)
@@ -75,12 +82,22 @@ int resmgr_attach(dispatch_t* dpp, resmgr_attr_t* attr, const char* path, enum _
     const int link = static_cast<int>(attachedNodes().size());
     const LayerSettings settings = readLayerSettings();
     const std::string nodePath = settings.nodePath.empty() ? path : settings.nodePath;
+    const std::optional<NodeRights> rights = parseNodeRights(
+        settings.nodeMode, settings.nodeGroup, {handle->mode & kPermissions, kOwnersGroup});
+    if (!rights)
+        return -1;
+    // A file's rights are what the record says, from the first request on.
+    handle->mode = (handle->mode & ~kPermissions) | rights->mode;
+    if (rights->group != kOwnersGroup)
+        handle->gid = rights->group;
     std::unique_ptr<AttachedNode> attached(
         new AttachedNode{getpid(), DeviceServer(connect_funcs, io_funcs, handle, link), nullptr});
-    attached->node = DeviceNode::make(nodePath, settings.nodeKind, handle->mode, &attached->server);
+    attached->node = DeviceNode::make(nodePath, settings.nodeKind, *rights, &attached->server);
     if (!attached->node)
         return -1;
+    const std::string kind = attached->node->kind();
     attachedNodes().push_back(std::move(attached));
     keepOnlyWhatServingNeeds(nodePath, settings.captureFolder);
+    tellSupervisorReady(nodePath + " (" + kind + ")");
     return link;
 }

@@ -23,5 +23,7 @@ LayerSettings readLayerSettings() {
     settings.captureFolder = variable("VELKARIS_CAPTURE");
     settings.nodePath = variable("VELKARIS_NODE");
     settings.nodeKind = variable("VELKARIS_NODE_KIND");
+    settings.nodeMode = variable("VELKARIS_NODE_MODE");
+    settings.nodeGroup = variable("VELKARIS_NODE_GROUP");
     return settings;
 }

@@ -14,6 +14,9 @@
 // VELKARIS_NODE       another path for the device node, for service and clients alike.
 // VELKARIS_NODE_KIND  "cuse", "fuse" or "socket", to insist on one. Unset or empty: the first of
 //                     these that this process may serve at that path.
+// VELKARIS_NODE_MODE  the node's permissions in octal, for instance "0660". Unset or empty: those
+//                     that the service asks for.
+// VELKARIS_NODE_GROUP the node's group, by name or number. Unset or empty: the process's own.
 #pragma once
 
 #include <string>
@@ -25,7 +28,10 @@ struct LayerSettings {
     std::string renderer;        // empty: automatic
     std::string captureFolder;   // empty: no capture
     std::string nodePath;        // empty: the path that the service asks for
-    std::string nodeKind;  // "cuse", "fuse", "socket", empty; anything else is an error for its reader
+    std::string
+        nodeKind;  // "cuse", "fuse", "socket", empty; anything else is an error for its reader
+    std::string nodeMode;   // empty: what the service asks for; uninterpreted
+    std::string nodeGroup;  // empty: the process's own; uninterpreted
 };
 
 // The settings as the environment holds them now. Read where they are needed, once each.

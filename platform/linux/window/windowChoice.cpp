@@ -6,6 +6,7 @@
 #include "module/moduleLoader.h"
 #include "report/layerError.h"
 #include "settings/layerSettings.h"
+#include "supervisor/supervisor.h"
 #include "window/headless/headless.h"
 #ifdef VELKARIS_WINDOW_KMS
 #include "window/kms/kms.h"
@@ -96,6 +97,8 @@ std::optional<OpenedWindow> openNamed(const Window* window, const std::string& a
     const std::optional<PixelSize> size = window->open(argument);
     if (!size)
         return std::nullopt;
+    tellSupervisorOfWindow(std::string(window->name) + " " + std::to_string(size->width) + "x" +
+                           std::to_string(size->height));
     return OpenedWindow{window, *size};
 }
 

@@ -1,6 +1,7 @@
 // The command as a shell sees it, against a node that records what reaches it.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -180,6 +181,26 @@ TEST_F(Velkarisctl, WaitingSaysInTheEndWhatStoodInTheWay) {
     const Outcome stalled = run({"wait", "--seconds", "0"});
     EXPECT_EQ(stalled.status, 3);
     EXPECT_THAT(stalled.errors, HasSubstr("does not answer"));
+}
+
+// Root gets in everywhere.
+TEST_F(Velkarisctl, WaitsForANodeThatIsItsOwnersAloneYet) {
+    std::vector<std::string> other;
+    if (geteuid() == 0)
+        other = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    const auto waitAsOther = [&](mode_t mode) {
+        EXPECT_EQ(chmod(path.c_str(), mode), 0);
+        std::vector<std::string> words = other;
+        for (const std::string& word : line({"wait", "--seconds", "0"}))
+            words.push_back(word);
+        return runCommand(words, {}, environment);
+    };
+    const Outcome beingMade = waitAsOther(0000);
+    EXPECT_EQ(beingMade.status, 3);
+    EXPECT_THAT(beingMade.errors, HasSubstr("Permission denied"));
+    EXPECT_EQ(waitAsOther(0060).status, 1);
+    EXPECT_EQ(waitAsOther(0666).status, 0);
 }
 
 TEST_F(Velkarisctl, TheDemoBringsEveryItemTo100) {

@@ -1,9 +1,11 @@
 // Messages through a node that is really served, on every kind alike.
 #include <fcntl.h>
 #include <sys/dcmd_all.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <set>
@@ -370,6 +372,39 @@ TEST_P(NodeTest, AMessageInTheMiddleOfALongWriteDoesNotCutIt) {
     }
     writer.join();
     EXPECT_EQ(writes, 1u);
+}
+
+TEST_P(NodeTest, ItsModeAndItsGroupAreThoseOfTheSettings) {
+    const gid_t group = geteuid() == 0 ? 44 : getegid();
+    const auto choose = [group] {
+        setenv("VELKARIS_NODE_MODE", "0620", 1);
+        setenv("VELKARIS_NODE_GROUP", std::to_string(group).c_str(), 1);
+        umask(0077);  // has no say in it
+    };
+    const std::string path = node_->path();
+    client_.reset();
+    node_.reset();
+    node_ = std::make_unique<ServedNode>(path, GetParam(), choose);
+    ASSERT_TRUE(node_->attached()) << strerror(node_->attachError());
+    struct stat found = {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0620u);
+    EXPECT_EQ(found.st_gid, group);
+}
+
+TEST_P(NodeTest, ARightThatIsNoneEndsItsStartWithOneLine) {
+    client_.reset();
+    for (const char* setting : {"VELKARIS_NODE_MODE", "VELKARIS_NODE_GROUP"}) {
+        const std::string path = folder_.file("second");
+        ServedNode refused(path, GetParam(), [setting] { setenv(setting, "no right", 1); });
+        EXPECT_EQ(refused.attachError(), EINVAL);
+        refused.end(SIGTERM);
+        const std::string text = refused.errorText();
+        EXPECT_EQ(text.rfind(std::string("velkaris: ") + setting + " is \"no right\"", 0), 0u)
+            << text;
+        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+        EXPECT_NE(access(path.c_str(), F_OK), 0);
+    }
 }
 
 TEST_P(NodeTest, TerminationLeavesNothingBehind) {

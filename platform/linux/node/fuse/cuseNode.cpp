@@ -50,10 +50,10 @@ bool CuseNode::isAvailable(const std::string& path) {
     return access(kServer, R_OK | W_OK) == 0;
 }
 
-std::unique_ptr<CuseNode> CuseNode::create(const std::string& path, mode_t mode,
+std::unique_ptr<CuseNode> CuseNode::create(const std::string& path, const NodeRights& rights,
                                            DeviceOperations* device) {
     std::unique_ptr<CuseNode> node(new CuseNode(path, device, kDeviceRules));
-    if (node->makeDevice() && node->makeNode(mode) && node->serveSession(node->session_))
+    if (node->makeDevice() && node->makeNode(rights) && node->serveSession(node->session_))
         return node;
     const int error = errno;
     node.reset();
@@ -116,12 +116,12 @@ bool CuseNode::makeDevice() {
 
 // The kernel makes the node too where /dev is its own, unless a file is there, by which nobody
 // would reach the device.
-bool CuseNode::makeNode(mode_t mode) {
+bool CuseNode::makeNode(const NodeRights& rights) {
     if (!isDevice(path_, number_))
         unlink(path_.c_str());
     if (!isDevice(path_, number_) && mknod(path_.c_str(), S_IFCHR | 0600, number_) != 0)
         return false;
-    return chmod(path_.c_str(), mode & 0777) == 0;
+    return grantRights(path_, rights);
 }
 
 CuseNode::~CuseNode() {

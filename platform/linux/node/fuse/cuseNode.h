@@ -2,12 +2,11 @@
 // kernel's, and no client waits for another.
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
 #include <string>
 
 #include "node/fuse/kernelNode.h"
+#include "node/place/nodeRights.h"
 
 class CuseNode : public KernelNode {
 public:
@@ -15,9 +14,9 @@ public:
     // is directly in /dev. False with errno.
     static bool isAvailable(const std::string& path);
 
-    // What is at `path` may be replaced; `mode` holds the permissions. Null with errno: EEXIST when
-    // another process serves a device of that name.
-    static std::unique_ptr<CuseNode> create(const std::string& path, mode_t mode,
+    // What is at `path` may be replaced; the device is root's alone until `rights` hold. Null with
+    // errno: EEXIST when another process serves a device of that name.
+    static std::unique_ptr<CuseNode> create(const std::string& path, const NodeRights& rights,
                                             DeviceOperations* device);
 
     // Removes the node that create() had to make by itself.
@@ -26,7 +25,7 @@ public:
 private:
     using KernelNode::KernelNode;
     bool makeDevice();
-    bool makeNode(mode_t mode);
+    bool makeNode(const NodeRights& rights);
 
     dev_t number_ = 0;  // of the device
 };

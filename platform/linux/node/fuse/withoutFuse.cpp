@@ -21,7 +21,8 @@ std::unique_ptr<FuseNode> FuseNode::mount(const std::string&, DeviceOperations*)
     return nullptr;
 }
 
-std::unique_ptr<CuseNode> CuseNode::create(const std::string&, mode_t, DeviceOperations*) {
+std::unique_ptr<CuseNode> CuseNode::create(const std::string&, const NodeRights&,
+                                           DeviceOperations*) {
     return nullptr;
 }
 

@@ -26,6 +26,7 @@ constexpr int kPassRights = 83;  // in newer headers, on all architectures but P
 #endif
 
 constexpr uid_t kRoot = 0;
+constexpr mode_t kOwnerAlone = 0177;  // as a mask
 constexpr int kBacklog = 1024;
 // Until a client is accepted that could not be for lack of memory or descriptors.
 constexpr long kRestNanoseconds = 100000000;
@@ -85,11 +86,15 @@ void refuse(int fd, int error) {
 
 }  // namespace
 
-std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, mode_t mode,
+std::unique_ptr<SocketNode> SocketNode::listen(const std::string& path, const NodeRights& rights,
                                                DeviceOperations* device) {
     std::unique_ptr<SocketNode> node(new SocketNode(raiseDescriptorLimit(), device));
-    if (node->bindAndListen(path, mode))
-        return node;
+    if (node->bindTo(path)) {
+        if (!grantRights(path, rights))
+            return nullptr;
+        if (node->startListening())
+            return node;
+    }
     layerError("%s: cannot listen: %s", path.c_str(), std::strerror(errno));
     return nullptr;
 }
@@ -100,11 +105,17 @@ SocketNode::SocketNode(size_t connectionsMax, DeviceOperations* device)
       shares_(UserShares::ofThisMachine(connectionsMax)),
       packet_(new char[kPacketRoom]) {}
 
-bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
+// Nobody gets in yet, and until the rights are granted nobody else may.
+bool SocketNode::bindTo(const std::string& path) {
     spare_.reset(open("/dev/null", O_RDONLY | O_CLOEXEC));
     listener_.reset(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const SocketAddress address(path);
-    if (!listener_ || !address || bind(listener_.get(), address.get(), address.size()) != 0)
+    if (!listener_ || !address)
+        return false;
+    const mode_t usual = umask(kOwnerAlone);
+    const int bound = bind(listener_.get(), address.get(), address.size());
+    umask(usual);
+    if (bound != 0)
         return false;
     refuseDescriptors(listener_.get());
     path_ = path;
@@ -112,10 +123,14 @@ bool SocketNode::bindAndListen(const std::string& path, mode_t mode) {
     if (lstat(path.c_str(), &made) != 0)
         return false;
     inode_ = made.st_ino;
+    return true;
+}
+
+bool SocketNode::startListening() {
     const auto wake = [](void* node) { static_cast<SocketNode*>(node)->wakeListener(); };
     restTimer_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-    return chmod(path.c_str(), mode & 0777) == 0 && ::listen(listener_.get(), kBacklog) == 0 &&
-           restTimer_ && eventLoopWatch(restTimer_.get(), wake, this) && watchListener();
+    return ::listen(listener_.get(), kBacklog) == 0 && restTimer_ &&
+           eventLoopWatch(restTimer_.get(), wake, this) && watchListener();
 }
 
 bool SocketNode::watchListener() {

@@ -14,14 +14,15 @@
 
 #include "node/deviceOperations.h"
 #include "node/growingBuffer.h"
+#include "node/place/nodeRights.h"
 #include "node/share/userShares.h"
 #include "ownership/fileDescriptor.h"
 
 class SocketNode {
 public:
-    // Listens at `path`, absolute and free; `mode` holds the permissions. Null after one line on
-    // standard error.
-    static std::unique_ptr<SocketNode> listen(const std::string& path, mode_t mode,
+    // Listens at `path`, absolute and free; nobody gets in before `rights` hold. Null after one
+    // line on standard error.
+    static std::unique_ptr<SocketNode> listen(const std::string& path, const NodeRights& rights,
                                               DeviceOperations* device);
 
     // Removes the socket from the path, if it is still this one.
@@ -51,7 +52,8 @@ private:
     };
 
     SocketNode(size_t connectionsMax, DeviceOperations* device);
-    bool bindAndListen(const std::string& path, mode_t mode);
+    bool bindTo(const std::string& path);
+    bool startListening();
 
     bool watchListener();
     void restListener();
