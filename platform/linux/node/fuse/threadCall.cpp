@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
@@ -20,10 +21,10 @@ using Clock = std::chrono::steady_clock;
 // processor.
 constexpr Clock::duration kPatience = std::chrono::milliseconds(1);
 
-// Looking may take as long as a hostile thread is kept from its processor. So after a look that
-// took long nothing is looked at for a hundred times as long.
-constexpr Clock::duration kLong = 5 * kPatience;
-constexpr int kRest = 100;
+// Looking may take as long as a hostile thread is kept from its processor. So all looks together
+// have a tenth of the time, and at most so much at once.
+constexpr Clock::duration kLooksMax = std::chrono::milliseconds(500);
+constexpr int kPartOfTime = 10;
 
 constexpr size_t kFileBytes = 512;  // both files are shorter
 
@@ -63,9 +64,12 @@ ThreadCall threadCallOf(const char* syscall, const char* io) {
 }
 
 ThreadCall lookAtThread(pid_t thread) {
-    static Clock::time_point restsUntil;
+    static Clock::time_point lastEnd;
+    static Clock::duration looked{};
     const Clock::time_point began = Clock::now();
-    if (began < restsUntil)
+    looked = std::max(looked - (began - lastEnd) / kPartOfTime, Clock::duration::zero());
+    lastEnd = began;
+    if (looked > kLooksMax)
         return {};
     const std::string folder = "/proc/" + std::to_string(thread);
     const FileDescriptor syscallFile(open((folder + "/syscall").c_str(), O_RDONLY | O_CLOEXEC));
@@ -81,8 +85,7 @@ ThreadCall lookAtThread(pid_t thread) {
     char io[kFileBytes] = "";
     if (ioFile)
         readText(ioFile.get(), io);
-    const Clock::duration took = Clock::now() - began;
-    if (took > kLong)
-        restsUntil = began + kRest * took;
+    lastEnd = Clock::now();
+    looked += lastEnd - began;
     return threadCallOf(syscall, io);
 }

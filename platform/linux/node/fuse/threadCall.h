@@ -18,8 +18,8 @@ struct ThreadCall {
     uint64_t ended = 0;  // writes that the thread had ended before: tells one call from the next
 };
 
-// Waits a moment for a thread that has not come to sleep yet. Sees nothing for a while after a look
-// that took long.
+// Waits a moment for a thread that has not come to sleep yet. Sees nothing for a while when
+// looks took long.
 ThreadCall lookAtThread(pid_t thread);
 
 // The same from the texts of /proc/THREAD/syscall and of the thread's own io file.
