@@ -9,6 +9,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include "ownership/fileDescriptor.h"
@@ -19,7 +20,8 @@ using Clock = std::chrono::steady_clock;
 
 // A thread whose request is here needs some microseconds more to come to sleep, if it gets a
 // processor.
-constexpr Clock::duration kPatience = std::chrono::milliseconds(1);
+constexpr Clock::duration kPatience = std::chrono::milliseconds(50);
+constexpr timespec kNap = {0, 50000};
 
 // Looking may take as long as a hostile thread is kept from its processor. So all looks together
 // have a tenth of the time, and at most so much at once.
@@ -76,9 +78,11 @@ ThreadCall lookAtThread(pid_t thread) {
     if (thread <= 0 || !syscallFile)
         return {};
     char syscall[kFileBytes];
-    do
+    readText(syscallFile.get(), syscall);
+    while (isRunning(syscall) && Clock::now() - began < kPatience) {
+        nanosleep(&kNap, nullptr);
         readText(syscallFile.get(), syscall);
-    while (isRunning(syscall) && Clock::now() - began < kPatience);
+    }
     // The folder of a thread counts for its whole process; the one below "task" does not.
     const std::string ioPath = folder + "/task/" + std::to_string(thread) + "/io";
     const FileDescriptor ioFile(open(ioPath.c_str(), O_RDONLY | O_CLOEXEC));
